@@ -1,0 +1,111 @@
+#include "TaskRegistrar.h"
+
+#include "ITaskFactory.h"
+#include "TaskRegistry.h"
+#include "tasks/GetUserAuthStatusTask.h"
+#include "tasks/GetVersionTask.h"
+#include "tasks/InitTask.h"
+#include "tasks/NotAvailableTask.h"
+#include "tasks/ShowUserAuthorizationTask.h"
+
+namespace tessel {
+
+namespace {
+
+struct Command {
+    const char* name;
+    const char* taskClass;
+    bool requiresAuthorization;
+};
+
+// The page-facing command table, in registration order. The spellings are part
+// of the page's interface ("joinCalls" -> JoinCallTask, "restablishSSOSession").
+const Command kCommands[] = {
+    {"answer", "AnswerTask", true},
+    {"connect", "ConnectTask", true},
+    {"switchMode", "SwitchModeTask", true},
+    {"encryptPboxPassword", "EncryptPboxPasswordTask", true},
+    {"endCall", "EndCallTask", true},
+    {"getAvailableDevices", "GetAvailableDevicesTask", true},
+    {"getCalls", "GetCallsTask", true},
+    {"getProperty", "GetPropertyTask", true},
+    {"getUserAuthStatus", "GetUserAuthStatusTask", false},
+    {"getVersion", "GetVersionTask", false},
+    {"init", "InitTask", false},
+    {"logout", "LogoutTask", true},
+    {"originate", "OriginateTask", true},
+    {"setProperty", "SetPropertyTask", true},
+    {"showUserAuthorization", "ShowUserAuthorizationTask", false},
+    {"hold", "HoldTask", true},
+    {"resume", "ResumeTask", true},
+    {"mute", "MuteTask", true},
+    {"unmute", "UnmuteTask", true},
+    {"sendDTMF", "SendDTMFTask", true},
+    {"setVideoDirection", "SetVideoDirectionTask", true},
+    {"iDivert", "IDivertTask", true},
+    {"transferCall", "TransferCallTask", true},
+    {"completeTransfer", "CompleteTransferTask", true},
+    {"cancelTransfer", "CancelTransferTask", true},
+    {"joinCalls", "JoinCallTask", true},
+    {"setRecordingDevice", "SetRecordingDeviceTask", true},
+    {"setPlayoutDevice", "SetPlayoutDeviceTask", true},
+    {"setCaptureDevice", "SetCaptureDeviceTask", true},
+    {"setRingerDevice", "SetRingerDeviceTask", true},
+    {"getMultimediaDevices", "GetMultimediaDevicesTask", true},
+    {"showCallInExternalWindow", "ShowCallInExternalWindowTask", true},
+    {"hideExternalWindow", "HideExternalWindowTask", true},
+    {"showPreviewInExternalWindow", "ShowExternalPreviewTask", true},
+    {"setExternalWindowAlwaysOnTop", "SetExternalWindowAlwaysOnTopTask", true},
+    {"setExternalWindowShowControls", "SetExternalWindowShowControlsTask", true},
+    {"setExternalWindowShowSelfViewPip", "SetExternalWindowShowSelfViewPipTask", true},
+    {"setExternalWindowTitle", "SetExternalWindowTitleTask", true},
+    {"getExternalWindowState", "GetExternalWindowStateTask", true},
+    {"dockExternalWindow", "DockExternalWindowTask", true},
+    {"undockExternalWindow", "UndockExternalWindowTask", true},
+    {"dockUpdate", "DockUpdateTask", true},
+    {"setCurrentSpeakerVolume", "SetCurrentSpeakerVolumeTask", true},
+    {"setCurrentRingerVolume", "SetCurrentRingerVolumeTask", true},
+    {"setCurrentMicrophoneVolume", "SetCurrentMicrophoneVolumeTask", true},
+    {"getAvailableRingtones", "GetAvailableRingtonesTask", true},
+    {"setCurrentRingtone", "SetCurrentRingtoneTask", true},
+    {"setPlayRingerOnAllDevices", "SetPlayRingerOnAllDevicesTask", true},
+    {"getMultimediaDeviceVolume", "GetMultimediaDeviceVolumeTask", true},
+    {"addPreviewWindow", "AddPreviewWindowTask", true},
+    {"removePreviewWindow", "RemovePreviewWindowTask", true},
+    {"addWindowToCall", "AddWindowToCallTask", true},
+    {"removeWindowFromCall", "RemoveWindowFromCallTask", true},
+    {"configure", "ConfigureTask", true},
+    {"startSignIn", "StartSignInTask", true},
+    {"setUserProfileEmailAddress", "SetUserProfileEmailAddressTask", true},
+    {"setUserProfileCredentials", "SetUserProfileCredentialsTask", true},
+    {"ssoNavigationCompleted", "SsoNavigationCompletedTask", true},
+    {"cancelSingleSignOn", "CancelSingleSignOnTask", true},
+    {"getSSOSessionTimeRemaining", "GetSSOSessionTimeRemainingTask", true},
+    {"resetData", "ResetDataTask", true},
+    {"restablishSSOSession", "RestablishSSOSessionTask", true},
+    {"suppressSSOSessionExpiryPrompt", "SuppressSSOSessionExpiryPromptTask", true},
+    {"unsuppressSSOSessionExpiryPrompt", "UnsuppressSSOSessionExpiryPromptTask", true},
+    {"handleInvalidCertificate", "HandleInvalidCertificateTask", true},
+};
+
+// The task classes this build has; every other command answers "not available".
+std::shared_ptr<ITaskFactory> factoryFor(const std::string& taskClass) {
+    if (taskClass == "GetUserAuthStatusTask") return std::make_shared<TaskFactoryImpl<GetUserAuthStatusTask>>();
+    if (taskClass == "GetVersionTask") return std::make_shared<TaskFactoryImpl<GetVersionTask>>();
+    if (taskClass == "InitTask") return std::make_shared<TaskFactoryImpl<InitTask>>();
+    if (taskClass == "ShowUserAuthorizationTask") return std::make_shared<TaskFactoryImpl<ShowUserAuthorizationTask>>();
+    return std::make_shared<NotAvailableTaskFactory>(taskClass);
+}
+
+}  // namespace
+
+void TaskRegistrar::registerTasks(std::shared_ptr<TaskRegistry> registry) {
+    if (!registry) {
+        return;
+    }
+    for (const Command& command : kCommands) {
+        registry->registerTaskFactory(command.name, factoryFor(command.taskClass), command.requiresAuthorization);
+    }
+}
+
+}  // namespace tessel

@@ -1,0 +1,276 @@
+#include "HostProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include <boost/property_tree/json_parser.hpp>
+
+extern char** environ;
+
+namespace pelatest {
+
+namespace fs = std::filesystem;
+
+TempDir::TempDir() {
+    std::string pattern = (fs::temp_directory_path() / "pela-test-XXXXXX").string();
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    if (mkdtemp(buffer.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp failed");
+    }
+    m_path = buffer.data();
+}
+
+TempDir::~TempDir() {
+    std::error_code ec;
+    fs::remove_all(m_path, ec);
+}
+
+HostProcess::HostProcess() : HostProcess(Options()) {}
+
+HostProcess::HostProcess(const Options& options) : m_options(options) {
+    signal(SIGPIPE, SIG_IGN);
+    const std::string home = m_home.path();
+    m_configHome = options.configHome.empty() ? home + "/config" : options.configHome;
+    for (const std::string& dir : {home + "/state", m_configHome, home + "/run"}) {
+        fs::create_directories(dir);
+    }
+    chmod((home + "/run").c_str(), 0700);
+
+    // The child's environment: ours, less anything that would point it at the
+    // real desktop or the real home folder.
+    std::vector<std::string> env;
+    for (char** e = environ; *e != nullptr; ++e) {
+        std::string entry(*e);
+        std::string key = entry.substr(0, entry.find('='));
+        if (key == "HOME" || key == "DISPLAY" || key == "WAYLAND_DISPLAY" || key.rfind("XDG_", 0) == 0 ||
+            options.extraEnv.count(key) != 0) {
+            continue;
+        }
+        env.push_back(entry);
+    }
+    env.push_back("HOME=" + home);
+    env.push_back("XDG_STATE_HOME=" + home + "/state");
+    env.push_back("XDG_CONFIG_HOME=" + m_configHome);
+    env.push_back("XDG_RUNTIME_DIR=" + home + "/run");
+    env.push_back("NO_AT_BRIDGE=1");
+    if (!options.display.empty()) {
+        env.push_back("DISPLAY=" + options.display);
+    }
+    for (const auto& kv : options.extraEnv) {
+        env.push_back(kv.first + "=" + kv.second);
+    }
+
+    std::string exe = options.executable.empty() ? std::string(PELA_BIN_DIR) + "/pelahost" : options.executable;
+    std::vector<std::string> args{exe};
+    if (options.chrome) {
+        args.push_back("chrome-extension://pelatestextension/");
+    }
+    for (const auto& a : options.extraArgs) {
+        args.push_back(a);
+    }
+
+    int in[2];
+    int out[2];
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    std::vector<char*> envp;
+    for (auto& e : env) envp.push_back(const_cast<char*>(e.c_str()));
+    envp.push_back(nullptr);
+
+    m_pid = fork();
+    if (m_pid < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (m_pid == 0) {
+        dup2(in[0], 0);
+        dup2(out[1], 1);
+        execve(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    m_toHost = in[1];
+    m_fromHost = out[0];
+}
+
+HostProcess::~HostProcess() {
+    if (m_toHost >= 0) close(m_toHost);
+    if (running()) {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+    if (m_fromHost >= 0) close(m_fromHost);
+}
+
+void HostProcess::sendRaw(const std::string& bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        ssize_t n = write(m_toHost, bytes.data() + done, bytes.size() - done);
+        if (n <= 0) {
+            if (n < 0 && errno == EINTR) continue;
+            throw std::runtime_error("write to host failed");
+        }
+        done += static_cast<size_t>(n);
+    }
+}
+
+void HostProcess::send(const std::string& text) {
+    if (m_options.chrome) {
+        uint32_t length = static_cast<uint32_t>(text.size());
+        std::string frame(reinterpret_cast<const char*>(&length), 4);
+        sendRaw(frame + text);
+    } else {
+        sendRaw(text + "\n");
+    }
+}
+
+bool HostProcess::fill(std::chrono::steady_clock::time_point deadline) {
+    for (;;) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        pollfd pfd{m_fromHost, POLLIN, 0};
+        int r = poll(&pfd, 1, static_cast<int>(left.count()));
+        if (r < 0 && errno == EINTR) continue;
+        if (r <= 0) return false;
+        char chunk[65536];
+        ssize_t n = read(m_fromHost, chunk, sizeof chunk);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;  // end of output: the host has gone
+        m_pending.append(chunk, static_cast<size_t>(n));
+        return true;
+    }
+}
+
+bool HostProcess::readExact(char* buffer, size_t size, std::chrono::steady_clock::time_point deadline) {
+    while (m_pending.size() < size) {
+        if (!fill(deadline)) return false;
+    }
+    std::memcpy(buffer, m_pending.data(), size);
+    m_pending.erase(0, size);
+    return true;
+}
+
+bool HostProcess::readLine(std::string& line, std::chrono::steady_clock::time_point deadline) {
+    size_t nl;
+    while ((nl = m_pending.find('\n')) == std::string::npos) {
+        if (!fill(deadline)) return false;
+    }
+    line = m_pending.substr(0, nl);
+    m_pending.erase(0, nl + 1);
+    return true;
+}
+
+bool HostProcess::receive(std::string& text, std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    if (!m_options.chrome) {
+        return readLine(text, deadline);
+    }
+    uint32_t length = 0;
+    if (!readExact(reinterpret_cast<char*>(&length), 4, deadline)) return false;
+    text.assign(length, '\0');
+    return length == 0 || readExact(&text[0], length, deadline);
+}
+
+bool HostProcess::receiveUntil(const std::function<bool(const boost::property_tree::ptree&)>& pred,
+                               std::chrono::milliseconds timeout, std::vector<std::string>* seen) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        std::string text;
+        if (!receive(text, left)) return false;
+        if (seen) seen->push_back(text);
+        try {
+            if (pred(parseJson(text))) return true;
+        } catch (const std::exception&) {
+            // Not JSON: not what we wait for.
+        }
+    }
+}
+
+void HostProcess::closeInput() {
+    if (m_toHost >= 0) {
+        close(m_toHost);
+        m_toHost = -1;
+    }
+}
+
+bool HostProcess::running() {
+    if (m_pid <= 0 || m_exitStatus != -1) return false;
+    int status = 0;
+    pid_t r = waitpid(m_pid, &status, WNOHANG);
+    if (r == 0) return true;
+    if (r == m_pid) {
+        m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    return false;
+}
+
+int HostProcess::waitExit(std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (running()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+            m_exitStatus = -2;
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return m_exitStatus;
+}
+
+std::string HostProcess::logPath() const { return m_home.path() + "/state/Marlin Web SDK/softphone.log"; }
+
+std::string HostProcess::logText() const {
+    std::ifstream in(logPath());
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+std::string request(const std::string& clientId, const std::string& hostname, const std::string& name,
+                    const std::string& messageId, const std::string& contentJson) {
+    std::string text = "{\"norvaChannelMessage\":{\"client\":{\"id\":\"" + clientId +
+                       "\",\"url\":\"https://" + hostname + "/app\",\"hostname\":\"" + hostname +
+                       "\",\"name\":\"test page\",\"type\":\"Chrome\"},\"norvaSDKClientMessage\":{\"name\":\"" + name +
+                       "\",\"messageId\":\"" + messageId + "\"";
+    if (!contentJson.empty()) {
+        text += ",\"content\":" + contentJson;
+    }
+    return text + "}}}";
+}
+
+std::string disconnect(const std::string& clientId) {
+    return "{\"norvaChannelMessage\":{\"client\":{\"id\":\"" + clientId + "\"},\"clientConnected\":false}}";
+}
+
+boost::property_tree::ptree parseJson(const std::string& text) {
+    std::istringstream in(text);
+    boost::property_tree::ptree tree;
+    boost::property_tree::read_json(in, tree);
+    return tree;
+}
+
+std::string serverField(const boost::property_tree::ptree& message, const std::string& key) {
+    return message.get<std::string>("norvaChannelMessage.norvaSDKServerMessage." + key, "");
+}
+
+}  // namespace pelatest

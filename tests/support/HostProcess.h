@@ -1,0 +1,92 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <boost/property_tree/ptree.hpp>
+
+namespace pelatest {
+
+// A temporary folder removed (recursively) on destruction.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+// The built host executable run as a browser would run it: its standard input
+// and output are pipes; it gets a private home, state, config and runtime folder.
+class HostProcess {
+public:
+    struct Options {
+        bool chrome = true;             // pass a "chrome-extension://" origin
+        std::string display;            // DISPLAY for the child; empty = none
+        std::string configHome;         // XDG_CONFIG_HOME; empty = private folder
+        std::vector<std::string> extraArgs;
+        std::map<std::string, std::string> extraEnv;
+        std::string executable;         // default: the built pelahost
+    };
+
+    explicit HostProcess(const Options& options);
+    HostProcess();
+    ~HostProcess();
+    HostProcess(const HostProcess&) = delete;
+    HostProcess& operator=(const HostProcess&) = delete;
+
+    // Frames text as the mode requires and writes it.
+    void send(const std::string& text);
+    // Writes raw bytes (for framing edge cases).
+    void sendRaw(const std::string& bytes);
+    // The next message, or false when none arrived within the timeout.
+    bool receive(std::string& text, std::chrono::milliseconds timeout);
+    // Messages until one satisfies pred (true) or the timeout passes (false);
+    // every message read is appended to seen.
+    bool receiveUntil(const std::function<bool(const boost::property_tree::ptree&)>& pred,
+                      std::chrono::milliseconds timeout, std::vector<std::string>* seen = nullptr);
+    // Closes the host's standard input, as a browser does when the page goes.
+    void closeInput();
+    // Waits for the exit; returns the exit status, or -1 on timeout (then kills it).
+    int waitExit(std::chrono::milliseconds timeout);
+    bool running();
+    pid_t pid() const { return m_pid; }
+
+    const std::string& home() const { return m_home.path(); }
+    std::string logPath() const;
+    std::string logText() const;
+    std::string configHome() const { return m_configHome; }
+
+private:
+    bool fill(std::chrono::steady_clock::time_point deadline);
+    bool readExact(char* buffer, size_t size, std::chrono::steady_clock::time_point deadline);
+    bool readLine(std::string& line, std::chrono::steady_clock::time_point deadline);
+
+    Options m_options;
+    TempDir m_home;
+    std::string m_configHome;
+    pid_t m_pid = -1;
+    int m_toHost = -1;
+    int m_fromHost = -1;
+    std::string m_pending;
+    int m_exitStatus = -1;
+};
+
+// Envelope helpers for tests.
+std::string request(const std::string& clientId, const std::string& hostname, const std::string& name,
+                    const std::string& messageId, const std::string& contentJson = "");
+std::string disconnect(const std::string& clientId);
+boost::property_tree::ptree parseJson(const std::string& text);
+// Path into norvaChannelMessage.norvaSDKServerMessage, "" when absent.
+std::string serverField(const boost::property_tree::ptree& message, const std::string& key);
+
+}  // namespace pelatest
