@@ -1,0 +1,81 @@
+#include "JSONParse.h"
+
+#include <exception>
+#include <sstream>
+
+// Quietens boost::bind's deprecation note pulled in by the JSON reader.
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS
+#include <boost/property_tree/json_parser.hpp>
+
+#include "ChannelClientMessage.h"
+#include "ChannelClientMessagePtree.h"
+#include "ChannelServerMessage.h"
+#include "ChannelServerMessagePtree.h"
+#include "JSONHack.h"
+#include "LogMacros.h"
+#include "Ptree.h"
+
+namespace tessel {
+
+static const char* const kSrc = "src/pela/src/JSONParse";
+
+bool JSONParse::parseChannelClientMessage(const std::string& text, std::shared_ptr<ChannelClientMessage>& message) {
+    PELA_LOG4(m_log, kSrc, "JSONParse::parseChannelClientMessage");
+    try {
+        Ptree root;
+        try {
+            std::istringstream in(text);
+            boost::property_tree::read_json(in, root);
+        } catch (const boost::property_tree::json_parser_error& e) {
+            PELA_LOG4(m_log, kSrc, "Syntax error: JSON parse failed " << e.what());
+            return false;
+        }
+        if (root.empty()) {
+            return false;
+        }
+        // Every top-level member is visited; the last one decides.
+        bool result = false;
+        for (const Ptree::value_type& member : root) {
+            if (member.first == "norvaChannelMessage") {
+                message = std::make_shared<ChannelClientMessage>();
+                if (!message) {
+                    PELA_LOG4(m_log, kSrc, "UNEXPECTED JSONParse::parseChannelClientMessage: empty spChannelMessage");
+                    result = false;
+                    continue;
+                }
+                result = ChannelClientMessagePtree::fromPtree(member.second, m_log, message);
+            } else {
+                PELA_LOG4(m_log, kSrc, "Syntax error: unknown message=" << member.first);
+                result = false;
+            }
+        }
+        return result;
+    } catch (const std::exception& e) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: parseChannelClientMessage " << e.what());
+    } catch (...) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: parseChannelClientMessage unknown exception");
+    }
+    return false;
+}
+
+std::string JSONParse::toJSONChannelServerMessage(std::shared_ptr<ChannelServerMessage> message) {
+    PELA_LOG4(m_log, kSrc, "JSONParse::toJSONChannelServerMessage");
+    if (!message) {
+        PELA_LOG4(m_log, kSrc, "UNEXPECTED JSONParse::toJSONChannelServerMessage: empty message");
+        return std::string();
+    }
+    try {
+        Ptree root;
+        root.push_back(Ptree::value_type("norvaChannelMessage", ChannelServerMessagePtree::toPtree(message)));
+        std::ostringstream out;
+        boost::property_tree::write_json(out, root, true);
+        return JSONHack::postprocessJSON(out.str());
+    } catch (const std::exception& e) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: toJSONChannelServerMessage failed " << e.what());
+    } catch (...) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: toJSONChannelServerMessage failed unknown exception");
+    }
+    return std::string();
+}
+
+}  // namespace tessel
