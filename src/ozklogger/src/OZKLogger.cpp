@@ -218,7 +218,7 @@ void OZKLog(OZKLogger* logger, int level, const char* file, int line, const char
     {
         std::lock_guard<std::mutex> lock(s.sinkMutex);
         if (s.sinkFn != nullptr) {
-            s.sinkFn(s.sinkCtx, level, file != nullptr ? file : "", line,
+            s.sinkFn(s.sinkCtx, logger, level, file != nullptr ? file : "", line,
                      function != nullptr ? function : "", text != nullptr ? text : "");
         }
     }

@@ -54,12 +54,13 @@ void OZKLog(OZKLogger* logger, int level, const char* file, int line,
 void OZKLogger_flush(void);
 
 // --- Test hook -------------------------------------------------------------
-// Every record (whether or not a file is open) is also handed, unescaped, to
-// fn. Calls are serialised; once OZKLogger_setSink returns, the previous
-// function is no longer running and will not be called again. fn must not
-// call back into this library. Pass a null fn to remove it.
-typedef void (*OZKLoggerSinkFn)(void* ctx, int level, const char* file, int line,
-                                const char* function, const char* text);
+// Every record (whether or not a file is open) is also handed, unescaped and
+// with the handle it was logged through, to fn. Calls are serialised; once
+// OZKLogger_setSink returns, the previous function is no longer running and
+// will not be called again. fn must not call back into this library (other
+// than reading the handle). Pass a null fn to remove it.
+typedef void (*OZKLoggerSinkFn)(void* ctx, OZKLogger* logger, int level, const char* file,
+                                int line, const char* function, const char* text);
 void OZKLogger_setSink(OZKLoggerSinkFn fn, void* ctx);
 
 #ifdef __cplusplus

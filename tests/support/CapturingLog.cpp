@@ -1,0 +1,134 @@
+#include "CapturingLog.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <map>
+
+namespace tessel {
+namespace test {
+
+namespace {
+
+// Live instances by logger handle. The library hook is installed once and
+// never removed, so this mutex is only ever taken inside the library's hook
+// lock, never around it.
+std::mutex& registryMutex() {
+    static std::mutex* m = new std::mutex;
+    return *m;
+}
+
+std::map<OZKLogger*, CapturingLog*>& registry() {
+    static auto* r = new std::map<OZKLogger*, CapturingLog*>;
+    return *r;
+}
+
+void hook(void*, OZKLogger* logger, int level, const char* file, int line, const char* function,
+          const char* text) {
+    std::lock_guard<std::mutex> lock(registryMutex());
+    auto it = registry().find(logger);
+    if (it != registry().end()) {
+        it->second->add(LogRecord{level, file, line, function, text});
+    }
+}
+
+void installHookOnce() {
+    static std::once_flag once;
+    std::call_once(once, [] { OZKLogger_setSink(&hook, nullptr); });
+}
+
+std::string withoutPrefix(const std::string& text) {
+    if (!text.empty() && text[0] == '[') {
+        size_t end = text.find("] ");
+        if (end != std::string::npos) {
+            return text.substr(end + 2);
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+CapturingLog::CapturingLog() {
+    static std::atomic<int> next{0};
+    m_pLogger = OZKLogger_getLogger(("capture-" + std::to_string(next++)).c_str());
+    installHookOnce();
+    std::lock_guard<std::mutex> lock(registryMutex());
+    registry()[m_pLogger] = this;
+}
+
+CapturingLog::~CapturingLog() {
+    std::lock_guard<std::mutex> lock(registryMutex());
+    registry().erase(m_pLogger);
+}
+
+OZKLogger* CapturingLog::getOZKLogger() {
+    return m_pLogger;
+}
+
+int CapturingLog::getProcessID() {
+    return static_cast<int>(getpid());
+}
+
+void CapturingLog::add(LogRecord record) {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_records.push_back(std::move(record));
+    }
+    m_cond.notify_all();
+}
+
+std::vector<LogRecord> CapturingLog::records() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_records;
+}
+
+std::vector<std::string> CapturingLog::texts() const {
+    std::vector<std::string> out;
+    for (const auto& record : records()) {
+        out.push_back(withoutPrefix(record.text));
+    }
+    return out;
+}
+
+bool CapturingLog::contains(const std::string& needle) const {
+    return indexOf(needle) != std::string::npos;
+}
+
+size_t CapturingLog::count(const std::string& needle) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return countLocked(needle);
+}
+
+size_t CapturingLog::countLocked(const std::string& needle) const {
+    size_t n = 0;
+    for (const auto& record : m_records) {
+        if (record.text.find(needle) != std::string::npos) {
+            ++n;
+        }
+    }
+    return n;
+}
+
+size_t CapturingLog::indexOf(const std::string& needle) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (size_t i = 0; i < m_records.size(); ++i) {
+        if (m_records[i].text.find(needle) != std::string::npos) {
+            return i;
+        }
+    }
+    return std::string::npos;
+}
+
+bool CapturingLog::waitFor(const std::string& needle, std::chrono::milliseconds timeout, size_t times) const {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_cond.wait_for(lock, timeout, [&] { return countLocked(needle) >= times; });
+}
+
+void CapturingLog::clear() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_records.clear();
+}
+
+}  // namespace test
+}  // namespace tessel
