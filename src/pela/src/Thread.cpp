@@ -39,8 +39,10 @@ struct Thread::Data {
     Runnable* runnable = nullptr;
     pthread_t thread{};
     bool started = false;
-    // Read without the mutex by isRunning() and the destructor.
+    // Read without the mutex by isRunning().
     std::atomic<bool> running{false};
+    // The owner went away while the thread ran: the thread frees the block.
+    bool orphaned = false;
     // Guards start and, for the new thread, what start stores.
     Mutex mutex;
 };
@@ -73,8 +75,16 @@ void* threadEntry(void* arg) {
 
     runnable->run();
 
-    // After this the owner may free the block: it must not be touched again.
-    data->running = false;
+    bool orphaned;
+    {
+        ScopedLock lock(data->mutex);
+        // After this an owner may free the block: it must not be touched again.
+        data->running = false;
+        orphaned = data->orphaned;
+    }
+    if (orphaned) {
+        delete data;
+    }
     if (selfIsStored) {
         pthread_exit(nullptr);
     }
@@ -88,10 +98,14 @@ Thread::Thread() : m_data(new Data("")) {}
 Thread::Thread(const std::string& name) : m_data(new Data(name)) {}
 
 Thread::~Thread() {
-    if (m_data->running) {
-        // The thread still uses the block, so it stays allocated.
-        pthread_detach(m_data->thread);
-        return;
+    {
+        ScopedLock lock(m_data->mutex);
+        if (m_data->running) {
+            // The thread still uses the block; it frees it when it ends.
+            m_data->orphaned = true;
+            pthread_detach(m_data->thread);
+            return;
+        }
     }
     delete m_data;
 }
