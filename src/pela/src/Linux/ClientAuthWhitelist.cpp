@@ -174,7 +174,15 @@ private:
 // next write starts afresh and the user's data stays on disk for a look.
 void keepAside(const std::string& path, const std::string& why, ILog* log) {
     const std::string aside = path + ".corrupt";
-    if (rename(path.c_str(), aside.c_str()) == 0) {
+    int rc = rename(path.c_str(), aside.c_str());
+    if (rc != 0 && (errno == EISDIR || errno == ENOTDIR || errno == ENOTEMPTY || errno == EEXIST)) {
+        // An older copy of another kind is in the way; the newest one matters.
+        if (unlink(aside.c_str()) != 0) {
+            rmdir(aside.c_str());
+        }
+        rc = rename(path.c_str(), aside.c_str());
+    }
+    if (rc == 0) {
         PELA_LOG4(log, kSrc, "Preferences [" << path << "] unusable (" << why << "); kept aside as ["
                                              << aside << "], starting empty");
     } else {

@@ -212,6 +212,7 @@ void showOnMainThread(const StatePtr& st) {
     }
     // Return alone must never grant access.
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), ConfirmDialogGtk::kDenyResponse);
+    gtk_widget_grab_focus(gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), ConfirmDialogGtk::kDenyResponse));
 
     setIcon(dialog, log);
     if (params.rtl) {
@@ -220,7 +221,6 @@ void showOnMainThread(const StatePtr& st) {
 
     gtk_window_set_position(GTK_WINDOW(dialog), GTK_WIN_POS_CENTER);
     gtk_window_set_keep_above(GTK_WINDOW(dialog), TRUE);
-    gtk_window_set_urgency_hint(GTK_WINDOW(dialog), TRUE);
     g_signal_connect_data(dialog, "response", G_CALLBACK(onResponse), new StatePtr(st), deleteStatePtr,
                           GConnectFlags(0));
     {
@@ -229,6 +229,8 @@ void showOnMainThread(const StatePtr& st) {
         st->onScreen = true;
     }
     presentWindow(dialog);
+    // Only takes effect once the window is mapped: GTK drops it while mapping.
+    gtk_window_set_urgency_hint(GTK_WINDOW(dialog), TRUE);
 }
 
 }  // namespace

@@ -13,9 +13,9 @@ namespace tessel {
 class ConfirmDialogGtk : public ConfirmDialog {
 public:
     // Response ids of the three buttons, in the order they are added.
-    static const int kDenyResponse = 1000;
-    static const int kAllowResponse = 1001;
-    static const int kAlwaysAllowResponse = 1002;
+    static constexpr int kDenyResponse = 1000;
+    static constexpr int kAllowResponse = 1001;
+    static constexpr int kAlwaysAllowResponse = 1002;
 
     ConfirmDialogGtk();
     ~ConfirmDialogGtk() override;

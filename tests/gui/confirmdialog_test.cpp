@@ -1,0 +1,622 @@
+// The confirmation dialog as a user meets it: a real GTK window on a private
+// Xvfb server, answered with real key presses (xdotool). The GTK loop runs on
+// a thread of its own that also opened the display, as the host's main
+// thread does.
+#include <gtest/gtest.h>
+
+#include <gtk/gtk.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CapturingLog.h"
+#include "ConfirmDialogGtk.h"
+#include "LinuxMain.h"
+#include "StringUtil.h"
+#include "Xvfb.h"
+
+extern char** environ;
+
+#if defined(__SANITIZE_THREAD__)
+// Fontconfig, loaded by GTK's text layout, initialises its caches lock-free
+// with atomics the thread checker cannot see; its reports are not ours.
+extern "C" const char* __tsan_default_suppressions() {
+    return "race:libfontconfig.so.1\n";
+}
+#endif
+
+using tessel::ConfirmDialog;
+using tessel::ConfirmDialogGtk;
+using tessel::ConfirmLoadCallback;
+using tessel::ConfirmLoadCallbackFn;
+using tessel::ConfirmLoadParams;
+using tessel::LinuxMain;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::thread::id g_gtkThread;
+
+// Xvfb plus the GTK loop thread, for the whole test program.
+class GtkUnderXvfb : public ::testing::Environment {
+public:
+    void SetUp() override {
+        ASSERT_TRUE(m_xvfb.start()) << m_xvfb.error();
+        setenv("DISPLAY", m_xvfb.display().c_str(), 1);
+        setenv("GDK_BACKEND", "x11", 1);
+        setenv("NO_AT_BRIDGE", "1", 1);  // no accessibility bus in tests
+        unsetenv("WAYLAND_DISPLAY");
+        std::promise<bool> ready;
+        std::future<bool> opened = ready.get_future();
+        m_thread = std::thread([&ready]() {
+            LinuxMain::init(nullptr, nullptr);
+            g_gtkThread = std::this_thread::get_id();
+            const bool display = LinuxMain::hasDisplay();
+            ready.set_value(display);
+            if (display) {
+                LinuxMain::run();
+            }
+        });
+        ASSERT_EQ(opened.wait_for(20s), std::future_status::ready);
+        ASSERT_TRUE(opened.get()) << "GTK could not open " << m_xvfb.display();
+    }
+    void TearDown() override {
+        LinuxMain::quit();
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+        m_xvfb.stop();
+    }
+
+private:
+    tessel::test::Xvfb m_xvfb;
+    std::thread m_thread;
+};
+
+::testing::Environment* const g_env = ::testing::AddGlobalTestEnvironment(new GtkUnderXvfb);
+
+// Runs fn on the GTK thread and waits (bounded) for its result.
+template <typename R>
+R onGtk(std::function<R()> fn) {
+    auto result = std::make_shared<std::promise<R>>();
+    std::future<R> future = result->get_future();
+    if (!LinuxMain::runOnMainThread([result, fn]() { result->set_value(fn()); })) {
+        ADD_FAILURE() << "no GTK loop";
+        return R();
+    }
+    if (future.wait_for(10s) != std::future_status::ready) {
+        ADD_FAILURE() << "GTK thread did not answer in time";
+        return R();
+    }
+    return future.get();
+}
+
+struct CommandResult {
+    int status = -1;
+    std::string out;
+};
+
+// Runs a command with a time limit, collecting its standard output.
+CommandResult runCommand(const std::vector<std::string>& args, std::chrono::milliseconds timeout = 10s) {
+    CommandResult result;
+    int fds[2];
+    if (pipe(fds) != 0) {
+        return result;
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+    posix_spawn_file_actions_addclose(&actions, fds[0]);
+    posix_spawn_file_actions_addclose(&actions, fds[1]);
+    std::vector<std::string> copy = args;
+    std::vector<char*> argv;
+    for (std::string& a : copy) {
+        argv.push_back(&a[0]);
+    }
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (rc != 0) {
+        close(fds[0]);
+        return result;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    bool timedOut = false;
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            timedOut = true;
+            break;
+        }
+        pollfd pfd = {fds[0], POLLIN, 0};
+        if (poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
+            continue;
+        }
+        char buf[512];
+        const ssize_t n = read(fds[0], buf, sizeof buf);
+        if (n <= 0) {
+            break;
+        }
+        result.out.append(buf, static_cast<size_t>(n));
+    }
+    close(fds[0]);
+    if (timedOut) {
+        kill(pid, SIGKILL);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    result.status = (!timedOut && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+// The X window id of the visible window with exactly this title, or "".
+std::string waitForWindow(const std::string& title, std::chrono::milliseconds timeout = 10s) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+        if (r.status == 0 && !r.out.empty()) {
+            return r.out.substr(0, r.out.find('\n'));
+        }
+        std::this_thread::sleep_for(100ms);
+    }
+    return std::string();
+}
+
+// Focuses the window and types keys into it as a user would.
+void typeInto(const std::string& windowId, const std::string& keys) {
+    ASSERT_EQ(runCommand({"xdotool", "windowfocus", "--sync", windowId}).status, 0);
+    ASSERT_EQ(runCommand({"xdotool", "key", "--clearmodifiers", keys}).status, 0);
+}
+
+// What one callback said, and on which thread.
+struct Answer {
+    std::mutex mutex;
+    std::condition_variable cond;
+    int calls = 0;
+    std::string site;
+    bool cancelled = false;
+    bool userConfirm = false;
+    bool remember = false;
+    std::wstring domain;
+    std::thread::id thread;
+
+    bool waitCalls(int n, std::chrono::milliseconds timeout) {
+        std::unique_lock<std::mutex> lock(mutex);
+        return cond.wait_for(lock, timeout, [&] { return calls >= n; });
+    }
+    int callCount() {
+        std::lock_guard<std::mutex> lock(mutex);
+        return calls;
+    }
+};
+
+ConfirmLoadCallback callbackInto(const std::shared_ptr<Answer>& answer) {
+    return std::make_shared<ConfirmLoadCallbackFn>(
+        [answer](const std::string& site, bool cancelled, bool userConfirm, bool remember, const std::wstring& domain) {
+            std::lock_guard<std::mutex> lock(answer->mutex);
+            ++answer->calls;
+            answer->site = site;
+            answer->cancelled = cancelled;
+            answer->userConfirm = userConfirm;
+            answer->remember = remember;
+            answer->domain = domain;
+            answer->thread = std::this_thread::get_id();
+            answer->cond.notify_all();
+        });
+}
+
+// Titles double as window names; each test uses its own so that a window
+// still closing from an earlier test never answers for the next one.
+std::string uniqueTitle(const std::string& what) {
+    static std::atomic<int> counter(0);
+    return "Pela " + what + " " + std::to_string(++counter);
+}
+
+ConfirmLoadParams paramsFor(const std::string& title, const std::wstring& domain) {
+    ConfirmLoadParams p;
+    p.site = "client-" + std::to_string(std::hash<std::string>()(title));
+    p.domain = domain;
+    p.title = StringUtil::utf8ToWcs(title);
+    p.message = domain.empty() ? L"A web page wants to use them." : domain + L" wants to use them.";
+    p.detail = L"Only allow sites you trust.";
+    p.denyButton = L"Deny";
+    p.allowButton = L"Allow";
+    p.alwaysAllowButton = L"Always Allow";
+    return p;
+}
+
+// On the GTK thread: our visible message dialog with this title.
+GtkWidget* findDialog(const std::string& title) {
+    GtkWidget* found = nullptr;
+    GList* windows = gtk_window_list_toplevels();
+    for (GList* it = windows; it != nullptr; it = it->next) {
+        GtkWidget* w = GTK_WIDGET(it->data);
+        const char* t = gtk_window_get_title(GTK_WINDOW(w));
+        if (GTK_IS_MESSAGE_DIALOG(w) && gtk_widget_get_visible(w) && t != nullptr && title == t) {
+            found = w;
+        }
+    }
+    g_list_free(windows);
+    return found;
+}
+
+bool dialogGone(const std::string& title, std::chrono::milliseconds timeout = 5s) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (!onGtk<bool>([title]() { return findDialog(title) != nullptr; })) {
+            return true;
+        }
+        std::this_thread::sleep_for(50ms);
+    }
+    return false;
+}
+
+struct LabelLook {
+    std::string text;
+    float xalign = 0;
+    GtkJustification justify = GTK_JUSTIFY_LEFT;
+    bool selectable = false;
+};
+
+struct DialogLook {
+    bool found = false;
+    std::string text;
+    std::string secondary;
+    std::vector<std::string> buttons;  // labels for responses 1000, 1001, 1002 ("" when absent)
+    bool hasImage = false;
+    int focusedResponse = 0;
+    std::vector<LabelLook> labels;
+};
+
+DialogLook lookAt(const std::string& title) {
+    return onGtk<DialogLook>([title]() {
+        DialogLook look;
+        GtkWidget* dialog = findDialog(title);
+        if (dialog == nullptr) {
+            return look;
+        }
+        look.found = true;
+        gchar* text = nullptr;
+        gchar* secondary = nullptr;
+        GtkWidget* image = nullptr;
+        G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+        g_object_get(dialog, "text", &text, "secondary-text", &secondary, "image", &image, nullptr);
+        G_GNUC_END_IGNORE_DEPRECATIONS
+        look.text = text ? text : "";
+        look.secondary = secondary ? secondary : "";
+        look.hasImage = image != nullptr && GTK_IS_IMAGE(image) &&
+                        gtk_image_get_storage_type(GTK_IMAGE(image)) == GTK_IMAGE_PIXBUF;
+        g_free(text);
+        g_free(secondary);
+        if (image != nullptr) {
+            g_object_unref(image);
+        }
+        GtkWidget* focus = gtk_window_get_focus(GTK_WINDOW(dialog));
+        for (int response = 1000; response <= 1002; ++response) {
+            GtkWidget* button = gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), response);
+            look.buttons.push_back(button ? gtk_button_get_label(GTK_BUTTON(button)) : "");
+            if (button != nullptr && button == focus) {
+                look.focusedResponse = response;
+            }
+        }
+        GtkWidget* area = gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(dialog));
+        GList* children = gtk_container_get_children(GTK_CONTAINER(area));
+        for (GList* it = children; it != nullptr; it = it->next) {
+            if (GTK_IS_LABEL(it->data) && gtk_widget_get_visible(GTK_WIDGET(it->data))) {
+                GtkLabel* label = GTK_LABEL(it->data);
+                LabelLook l;
+                l.text = gtk_label_get_text(label);
+                l.xalign = gtk_label_get_xalign(label);
+                l.justify = gtk_label_get_justify(label);
+                l.selectable = gtk_label_get_selectable(label);
+                look.labels.push_back(l);
+            }
+        }
+        g_list_free(children);
+        return look;
+    });
+}
+
+// With PELA_GUI_SCREENSHOT_DIR set, keeps a picture of the screen for a look.
+void screenshot(const std::string& name) {
+    const char* dir = std::getenv("PELA_GUI_SCREENSHOT_DIR");
+    if (dir == nullptr || dir[0] == '\0') {
+        return;
+    }
+    std::this_thread::sleep_for(300ms);  // let the window finish drawing
+    const std::string path = std::string(dir) + "/" + name + ".png";
+    EXPECT_TRUE(onGtk<bool>([path]() {
+        GdkWindow* root = gdk_get_default_root_window();
+        GdkPixbuf* pixbuf =
+            gdk_pixbuf_get_from_window(root, 0, 0, gdk_window_get_width(root), gdk_window_get_height(root));
+        const bool ok = pixbuf != nullptr && gdk_pixbuf_save(pixbuf, path.c_str(), "png", nullptr, nullptr);
+        if (pixbuf != nullptr) {
+            g_object_unref(pixbuf);
+        }
+        return ok;
+    })) << path;
+}
+
+class ConfirmDialogGuiTest : public ::testing::Test {
+protected:
+    // Shows a dialog and waits until its window is on screen.
+    std::string show(const std::shared_ptr<ConfirmDialog>& dialog, const ConfirmLoadParams& params,
+                     const std::shared_ptr<Answer>& answer) {
+        dialog->setLog(&m_log);
+        dialog->showConfirmLoadDialog(params, callbackInto(answer));
+        const std::string id = waitForWindow(StringUtil::wcsToUtf8(params.title));
+        EXPECT_FALSE(id.empty()) << "no window titled " << StringUtil::wcsToUtf8(params.title);
+        return id;
+    }
+
+    tessel::test::CapturingLog m_log;
+};
+
+TEST_F(ConfirmDialogGuiTest, EveryWayOfAnsweringGivesItsAnswerOffTheGtkThread) {
+    struct Case {
+        const char* keys;
+        bool userConfirm;
+        bool remember;
+    };
+    // Mnemonics: _Deny, _Allow, A_lways Allow; Escape closes; Return is deny.
+    const Case cases[] = {{"alt+d", false, false},  {"alt+a", true, false}, {"alt+l", true, true},
+                          {"Escape", false, false}, {"Return", false, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.keys);
+        const std::string title = uniqueTitle("Answer");
+        const ConfirmLoadParams params = paramsFor(title, L"[2001:db8::1]:8443");
+        auto answer = std::make_shared<Answer>();
+        std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+        const std::string id = show(dialog, params, answer);
+        ASSERT_FALSE(id.empty());
+        typeInto(id, c.keys);
+        ASSERT_TRUE(answer->waitCalls(1, 10s));
+        EXPECT_EQ(answer->site, params.site);
+        EXPECT_EQ(answer->domain, params.domain);
+        EXPECT_FALSE(answer->cancelled);
+        EXPECT_EQ(answer->userConfirm, c.userConfirm);
+        EXPECT_EQ(answer->remember, c.remember);
+        EXPECT_NE(answer->thread, g_gtkThread);
+        EXPECT_NE(answer->thread, std::this_thread::get_id());
+        EXPECT_TRUE(dialogGone(title));
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(answer->callCount(), 1);
+    }
+}
+
+TEST_F(ConfirmDialogGuiTest, ClosingTheWindowDenies) {
+    const std::string title = uniqueTitle("Close");
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    ASSERT_FALSE(show(dialog, paramsFor(title, L"close.test"), answer).empty());
+    // What a window manager's close button does.
+    ASSERT_TRUE(onGtk<bool>([title]() {
+        GtkWidget* w = findDialog(title);
+        if (w != nullptr) {
+            gtk_window_close(GTK_WINDOW(w));
+        }
+        return w != nullptr;
+    }));
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+    EXPECT_FALSE(answer->cancelled);
+    EXPECT_FALSE(answer->userConfirm);
+    EXPECT_FALSE(answer->remember);
+    EXPECT_TRUE(dialogGone(title));
+}
+
+TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAndLogsOnTheMainThread) {
+    const std::string title = uniqueTitle("Look");
+    ConfirmLoadParams params = paramsFor(title, L"look.example");
+    params.denyButton = L"No_pe";  // an underscore in a label is shown, not taken as a mnemonic
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    const std::string id = show(dialog, params, answer);
+    ASSERT_FALSE(id.empty());
+
+    const DialogLook look = lookAt(title);
+    ASSERT_TRUE(look.found);
+    EXPECT_EQ(look.text, title);
+    EXPECT_EQ(look.secondary, "look.example wants to use them.\n\nOnly allow sites you trust.");
+    EXPECT_EQ(look.buttons, (std::vector<std::string>{"_No__pe", "_Allow", "A_lways Allow"}));
+    EXPECT_EQ(look.focusedResponse, ConfirmDialogGtk::kDenyResponse);
+    for (const LabelLook& l : look.labels) {
+        EXPECT_NE(l.justify, GTK_JUSTIFY_RIGHT) << l.text;  // left-to-right keeps GTK's layout
+    }
+    const std::string iconPath = ConfirmDialogGtk::getIconPath();
+    struct stat st;
+    ASSERT_EQ(stat(iconPath.c_str(), &st), 0) << iconPath << " (built next to the executables)";
+    EXPECT_TRUE(look.hasImage);
+
+    // Kept above other windows and asking for attention, as any window
+    // manager reads it from the X window.
+    const CommandResult state = runCommand({"xprop", "-id", id, "_NET_WM_STATE"});
+    EXPECT_NE(state.out.find("_NET_WM_STATE_ABOVE"), std::string::npos) << state.out;
+    const CommandResult hints = runCommand({"xprop", "-id", id, "-f", "WM_HINTS", "32i", " $0\n", "WM_HINTS"});
+    const size_t space = hints.out.find(' ');
+    ASSERT_NE(space, std::string::npos) << hints.out;
+    const long flags = std::strtol(hints.out.c_str() + space + 1, nullptr, 10);
+    EXPECT_NE(flags & 0x100, 0) << "no urgency hint in WM_HINTS flags " << flags;  // XUrgencyHint
+
+    const size_t shown = m_log.indexOf("showConfirmLoadDialog");
+    const size_t built = m_log.indexOf("_showConfirmLoadDialog");
+    ASSERT_NE(shown, std::string::npos);
+    ASSERT_NE(built, std::string::npos);
+    EXPECT_LT(shown, built);
+    EXPECT_TRUE(m_log.contains("isMainThread->true"));
+    EXPECT_FALSE(m_log.contains("isMainThread->false"));
+    EXPECT_TRUE(m_log.contains("Module Path: " + iconPath));
+    EXPECT_EQ(iconPath.substr(iconPath.rfind('/')), "/audio-and-camera-icon.png");
+    screenshot("confirmdialog-ltr");
+
+    typeInto(id, "alt+n");
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+    EXPECT_FALSE(answer->userConfirm);
+}
+
+TEST_F(ConfirmDialogGuiTest, WithoutDomainThereAreTwoButtonsAndNoRemembering) {
+    const std::string title = uniqueTitle("NoDomain");
+    ConfirmLoadParams params = paramsFor(title, L"");
+    params.detail.clear();
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    const std::string id = show(dialog, params, answer);
+    ASSERT_FALSE(id.empty());
+    const DialogLook look = lookAt(title);
+    EXPECT_EQ(look.buttons, (std::vector<std::string>{"_Deny", "_Allow", ""}));
+    EXPECT_EQ(look.secondary, "A web page wants to use them.\n\n");
+
+    typeInto(id, "alt+l");  // "Always Allow" would have had this one
+    EXPECT_FALSE(answer->waitCalls(1, 500ms));
+    typeInto(id, "alt+a");
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+    EXPECT_TRUE(answer->userConfirm);
+    EXPECT_FALSE(answer->remember);
+    EXPECT_TRUE(answer->domain.empty());
+}
+
+TEST_F(ConfirmDialogGuiTest, RightToLeftTextsAreRightAlignedAndNotSelectable) {
+    const std::string title = uniqueTitle("Rtl");
+    ConfirmLoadParams params = paramsFor(title, L"rtl.example");
+    params.message = L"يريد rtl.example الوصول إلى الميكروفون والكاميرا لديك.";
+    params.detail = L"لا تسمح إلا للمواقع التي تثق بها.";
+    params.denyButton = L"رفض";
+    params.allowButton = L"سماح";
+    params.alwaysAllowButton = L"السماح دائمًا";
+    params.rtl = true;
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    const std::string id = show(dialog, params, answer);
+    ASSERT_FALSE(id.empty());
+    const DialogLook look = lookAt(title);
+    ASSERT_EQ(look.labels.size(), 2u);
+    for (const LabelLook& l : look.labels) {
+        SCOPED_TRACE(l.text);
+        EXPECT_FLOAT_EQ(l.xalign, 1.0f);
+        EXPECT_EQ(l.justify, GTK_JUSTIFY_RIGHT);
+        EXPECT_FALSE(l.selectable);
+    }
+    screenshot("confirmdialog-rtl");
+    dialog->endConfirmLoadDialog();
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+}
+
+TEST_F(ConfirmDialogGuiTest, EndingAShownDialogClosesItAsCancelled) {
+    const std::string title = uniqueTitle("End");
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    ASSERT_FALSE(show(dialog, paramsFor(title, L"end.test"), answer).empty());
+    dialog->endConfirmLoadDialog();
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+    EXPECT_TRUE(answer->cancelled);
+    EXPECT_FALSE(answer->userConfirm);
+    EXPECT_FALSE(answer->remember);
+    EXPECT_NE(answer->thread, g_gtkThread);
+    EXPECT_TRUE(dialogGone(title));
+    // Once answered there is nothing left to end.
+    dialog->endConfirmLoadDialog();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(answer->callCount(), 1);
+}
+
+TEST_F(ConfirmDialogGuiTest, EndingBeforeTheDialogIsShownChangesNothing) {
+    // Hold the GTK thread so the dialog is queued but not yet on screen.
+    auto release = std::make_shared<std::promise<void>>();
+    std::shared_future<void> released = release->get_future().share();
+    ASSERT_TRUE(LinuxMain::runOnMainThread([released]() { released.wait_for(10s); }));
+
+    const std::string title = uniqueTitle("EarlyEnd");
+    const ConfirmLoadParams params = paramsFor(title, L"early.test");
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    dialog->setLog(&m_log);
+    dialog->showConfirmLoadDialog(params, callbackInto(answer));
+    dialog->endConfirmLoadDialog();
+    EXPECT_TRUE(m_log.contains("no ACD on screen"));
+    release->set_value();
+
+    const std::string id = waitForWindow(title);
+    ASSERT_FALSE(id.empty());
+    EXPECT_EQ(answer->callCount(), 0);
+    typeInto(id, "alt+a");
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+    EXPECT_FALSE(answer->cancelled);
+    EXPECT_TRUE(answer->userConfirm);
+}
+
+TEST_F(ConfirmDialogGuiTest, AnswersEvenWhenTheDialogObjectIsGone) {
+    const std::string title = uniqueTitle("Orphan");
+    auto answer = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
+    dialog->setLog(&m_log);
+    dialog->showConfirmLoadDialog(paramsFor(title, L"orphan.test"), callbackInto(answer));
+    dialog.reset();  // possibly before the GTK thread has built the window
+    const std::string id = waitForWindow(title);
+    ASSERT_FALSE(id.empty());
+    typeInto(id, "alt+l");
+    ASSERT_TRUE(answer->waitCalls(1, 10s));
+    EXPECT_TRUE(answer->userConfirm);
+    EXPECT_TRUE(answer->remember);
+}
+
+TEST_F(ConfirmDialogGuiTest, TwoClientsGetTwoIndependentDialogs) {
+    const std::string titleA = uniqueTitle("ClientA");
+    const std::string titleB = uniqueTitle("ClientB");
+    auto answerA = std::make_shared<Answer>();
+    auto answerB = std::make_shared<Answer>();
+    std::shared_ptr<ConfirmDialog> dialogA = ConfirmDialog::createConfirmLoadDialog();
+    std::shared_ptr<ConfirmDialog> dialogB = ConfirmDialog::createConfirmLoadDialog();
+    const std::string idA = show(dialogA, paramsFor(titleA, L"a.test"), answerA);
+    const std::string idB = show(dialogB, paramsFor(titleB, L"b.test"), answerB);
+    ASSERT_FALSE(idA.empty());
+    ASSERT_FALSE(idB.empty());
+
+    typeInto(idB, "alt+a");
+    ASSERT_TRUE(answerB->waitCalls(1, 10s));
+    EXPECT_TRUE(answerB->userConfirm);
+    EXPECT_EQ(answerB->domain, L"b.test");
+    EXPECT_EQ(answerA->callCount(), 0);
+    EXPECT_FALSE(waitForWindow(titleA, 1s).empty());
+
+    dialogB->endConfirmLoadDialog();  // answered already: must not touch A
+    typeInto(idA, "alt+d");
+    ASSERT_TRUE(answerA->waitCalls(1, 10s));
+    EXPECT_FALSE(answerA->userConfirm);
+    EXPECT_FALSE(answerA->cancelled);
+    EXPECT_EQ(answerA->domain, L"a.test");
+}
+
+TEST_F(ConfirmDialogGuiTest, MnemonicsAvoidClashesAndKeepUnderscoresLiteral) {
+    std::wstring used;
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("Deny", used), "_Deny");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("Allow", used), "_Allow");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("Always Allow", used), "A_lways Allow");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("All day long", used), "All da_y long");
+    EXPECT_EQ(used, L"daly");
+    used.clear();
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("Immer erlauben", used), "_Immer erlauben");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("Erlauben", used), "_Erlauben");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("Écrire", used), "_Écrire");  // é is not e
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("a_b", used), "_a__b");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("", used), "");
+    EXPECT_EQ(ConfirmDialogGtk::mnemonicLabel("...", used), "...");
+}
+
+}  // namespace
