@@ -5,12 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <gtk/gtk.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -30,8 +25,6 @@
 #include "StringUtil.h"
 #include "Xvfb.h"
 
-extern char** environ;
-
 #if defined(__SANITIZE_THREAD__)
 // Fontconfig, loaded by GTK's text layout, initialises its caches lock-free
 // with atomics the thread checker cannot see; its reports are not ours.
@@ -47,6 +40,7 @@ using tessel::ConfirmLoadCallbackFn;
 using tessel::ConfirmLoadParams;
 using tessel::LinuxMain;
 using namespace std::chrono_literals;
+using tessel::test::Xvfb;
 
 namespace {
 
@@ -57,10 +51,7 @@ class GtkUnderXvfb : public ::testing::Environment {
 public:
     void SetUp() override {
         ASSERT_TRUE(m_xvfb.start()) << m_xvfb.error();
-        setenv("DISPLAY", m_xvfb.display().c_str(), 1);
-        setenv("GDK_BACKEND", "x11", 1);
-        setenv("NO_AT_BRIDGE", "1", 1);  // no accessibility bus in tests
-        unsetenv("WAYLAND_DISPLAY");
+        m_xvfb.exportEnvironment();
         std::promise<bool> ready;
         std::future<bool> opened = ready.get_future();
         m_thread = std::thread([&ready]() {
@@ -84,7 +75,7 @@ public:
     }
 
 private:
-    tessel::test::Xvfb m_xvfb;
+    Xvfb m_xvfb;
     std::thread m_thread;
 };
 
@@ -104,86 +95,6 @@ R onGtk(std::function<R()> fn) {
         return R();
     }
     return future.get();
-}
-
-struct CommandResult {
-    int status = -1;
-    std::string out;
-};
-
-// Runs a command with a time limit, collecting its standard output.
-CommandResult runCommand(const std::vector<std::string>& args, std::chrono::milliseconds timeout = 10s) {
-    CommandResult result;
-    int fds[2];
-    if (pipe(fds) != 0) {
-        return result;
-    }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
-    posix_spawn_file_actions_addclose(&actions, fds[0]);
-    posix_spawn_file_actions_addclose(&actions, fds[1]);
-    std::vector<std::string> copy = args;
-    std::vector<char*> argv;
-    for (std::string& a : copy) {
-        argv.push_back(&a[0]);
-    }
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    if (rc != 0) {
-        close(fds[0]);
-        return result;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    bool timedOut = false;
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-            timedOut = true;
-            break;
-        }
-        pollfd pfd = {fds[0], POLLIN, 0};
-        if (poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
-            continue;
-        }
-        char buf[512];
-        const ssize_t n = read(fds[0], buf, sizeof buf);
-        if (n <= 0) {
-            break;
-        }
-        result.out.append(buf, static_cast<size_t>(n));
-    }
-    close(fds[0]);
-    if (timedOut) {
-        kill(pid, SIGKILL);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    result.status = (!timedOut && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
-    return result;
-}
-
-// The X window id of the visible window with exactly this title, or "".
-std::string waitForWindow(const std::string& title, std::chrono::milliseconds timeout = 10s) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (std::chrono::steady_clock::now() < deadline) {
-        const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
-        if (r.status == 0 && !r.out.empty()) {
-            return r.out.substr(0, r.out.find('\n'));
-        }
-        std::this_thread::sleep_for(100ms);
-    }
-    return std::string();
-}
-
-// Focuses the window and types keys into it as a user would.
-void typeInto(const std::string& windowId, const std::string& keys) {
-    ASSERT_EQ(runCommand({"xdotool", "windowfocus", "--sync", windowId}).status, 0);
-    ASSERT_EQ(runCommand({"xdotool", "key", "--clearmodifiers", keys}).status, 0);
 }
 
 // What one callback said, and on which thread.
@@ -362,7 +273,7 @@ protected:
                      const std::shared_ptr<Answer>& answer) {
         dialog->setLog(&m_log);
         dialog->showConfirmLoadDialog(params, callbackInto(answer));
-        const std::string id = waitForWindow(StringUtil::wcsToUtf8(params.title));
+        const std::string id = Xvfb::waitForWindow(StringUtil::wcsToUtf8(params.title));
         EXPECT_FALSE(id.empty()) << "no window titled " << StringUtil::wcsToUtf8(params.title);
         return id;
     }
@@ -387,7 +298,7 @@ TEST_F(ConfirmDialogGuiTest, EveryWayOfAnsweringGivesItsAnswerOffTheGtkThread) {
         std::shared_ptr<ConfirmDialog> dialog = ConfirmDialog::createConfirmLoadDialog();
         const std::string id = show(dialog, params, answer);
         ASSERT_FALSE(id.empty());
-        typeInto(id, c.keys);
+        ASSERT_TRUE(Xvfb::typeInto(id, c.keys));
         ASSERT_TRUE(answer->waitCalls(1, 10s));
         EXPECT_EQ(answer->site, params.site);
         EXPECT_EQ(answer->domain, params.domain);
@@ -447,9 +358,9 @@ TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAndLogsOnTheMainThread) {
 
     // Kept above other windows and asking for attention, as any window
     // manager reads it from the X window.
-    const CommandResult state = runCommand({"xprop", "-id", id, "_NET_WM_STATE"});
+    const Xvfb::CommandResult state = Xvfb::runCommand({"xprop", "-id", id, "_NET_WM_STATE"});
     EXPECT_NE(state.out.find("_NET_WM_STATE_ABOVE"), std::string::npos) << state.out;
-    const CommandResult hints = runCommand({"xprop", "-id", id, "-f", "WM_HINTS", "32i", " $0\n", "WM_HINTS"});
+    const Xvfb::CommandResult hints = Xvfb::runCommand({"xprop", "-id", id, "-f", "WM_HINTS", "32i", " $0\n", "WM_HINTS"});
     const size_t space = hints.out.find(' ');
     ASSERT_NE(space, std::string::npos) << hints.out;
     const long flags = std::strtol(hints.out.c_str() + space + 1, nullptr, 10);
@@ -466,7 +377,7 @@ TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAndLogsOnTheMainThread) {
     EXPECT_EQ(iconPath.substr(iconPath.rfind('/')), "/audio-and-camera-icon.png");
     screenshot("confirmdialog-ltr");
 
-    typeInto(id, "alt+n");
+    ASSERT_TRUE(Xvfb::typeInto(id, "alt+n"));
     ASSERT_TRUE(answer->waitCalls(1, 10s));
     EXPECT_FALSE(answer->userConfirm);
 }
@@ -483,9 +394,9 @@ TEST_F(ConfirmDialogGuiTest, WithoutDomainThereAreTwoButtonsAndNoRemembering) {
     EXPECT_EQ(look.buttons, (std::vector<std::string>{"_Deny", "_Allow", ""}));
     EXPECT_EQ(look.secondary, "A web page wants to use them.\n\n");
 
-    typeInto(id, "alt+l");  // "Always Allow" would have had this one
+    ASSERT_TRUE(Xvfb::typeInto(id, "alt+l"));  // "Always Allow" would have had this one
     EXPECT_FALSE(answer->waitCalls(1, 500ms));
-    typeInto(id, "alt+a");
+    ASSERT_TRUE(Xvfb::typeInto(id, "alt+a"));
     ASSERT_TRUE(answer->waitCalls(1, 10s));
     EXPECT_TRUE(answer->userConfirm);
     EXPECT_FALSE(answer->remember);
@@ -552,10 +463,10 @@ TEST_F(ConfirmDialogGuiTest, EndingBeforeTheDialogIsShownChangesNothing) {
     EXPECT_TRUE(m_log.contains("no ACD on screen"));
     release->set_value();
 
-    const std::string id = waitForWindow(title);
+    const std::string id = Xvfb::waitForWindow(title);
     ASSERT_FALSE(id.empty());
     EXPECT_EQ(answer->callCount(), 0);
-    typeInto(id, "alt+a");
+    ASSERT_TRUE(Xvfb::typeInto(id, "alt+a"));
     ASSERT_TRUE(answer->waitCalls(1, 10s));
     EXPECT_FALSE(answer->cancelled);
     EXPECT_TRUE(answer->userConfirm);
@@ -568,9 +479,9 @@ TEST_F(ConfirmDialogGuiTest, AnswersEvenWhenTheDialogObjectIsGone) {
     dialog->setLog(&m_log);
     dialog->showConfirmLoadDialog(paramsFor(title, L"orphan.test"), callbackInto(answer));
     dialog.reset();  // possibly before the GTK thread has built the window
-    const std::string id = waitForWindow(title);
+    const std::string id = Xvfb::waitForWindow(title);
     ASSERT_FALSE(id.empty());
-    typeInto(id, "alt+l");
+    ASSERT_TRUE(Xvfb::typeInto(id, "alt+l"));
     ASSERT_TRUE(answer->waitCalls(1, 10s));
     EXPECT_TRUE(answer->userConfirm);
     EXPECT_TRUE(answer->remember);
@@ -588,15 +499,15 @@ TEST_F(ConfirmDialogGuiTest, TwoClientsGetTwoIndependentDialogs) {
     ASSERT_FALSE(idA.empty());
     ASSERT_FALSE(idB.empty());
 
-    typeInto(idB, "alt+a");
+    ASSERT_TRUE(Xvfb::typeInto(idB, "alt+a"));
     ASSERT_TRUE(answerB->waitCalls(1, 10s));
     EXPECT_TRUE(answerB->userConfirm);
     EXPECT_EQ(answerB->domain, L"b.test");
     EXPECT_EQ(answerA->callCount(), 0);
-    EXPECT_FALSE(waitForWindow(titleA, 1s).empty());
+    EXPECT_FALSE(Xvfb::waitForWindow(titleA, 1s).empty());
 
     dialogB->endConfirmLoadDialog();  // answered already: must not touch A
-    typeInto(idA, "alt+d");
+    ASSERT_TRUE(Xvfb::typeInto(idA, "alt+d"));
     ASSERT_TRUE(answerA->waitCalls(1, 10s));
     EXPECT_FALSE(answerA->userConfirm);
     EXPECT_FALSE(answerA->cancelled);

@@ -3,13 +3,17 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <vector>
+
+extern char** environ;
 
 namespace tessel {
 namespace test {
@@ -136,6 +140,92 @@ void Xvfb::stop() {
     }
     m_pid = -1;
     m_display.clear();
+}
+
+void Xvfb::exportEnvironment() const {
+    setenv("DISPLAY", m_display.c_str(), 1);
+    setenv("GDK_BACKEND", "x11", 1);
+    setenv("NO_AT_BRIDGE", "1", 1);
+    unsetenv("WAYLAND_DISPLAY");
+}
+
+Xvfb::CommandResult Xvfb::runCommand(const std::vector<std::string>& args, std::chrono::milliseconds timeout) {
+    CommandResult result;
+    if (args.empty()) {
+        return result;
+    }
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) {
+        return result;
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+    std::vector<std::string> copy = args;
+    std::vector<char*> argv;
+    for (std::string& a : copy) {
+        argv.push_back(&a[0]);
+    }
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (rc != 0) {
+        close(fds[0]);
+        return result;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    bool timedOut = false;
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            timedOut = true;
+            break;
+        }
+        pollfd pfd = {fds[0], POLLIN, 0};
+        if (poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
+            continue;  // EINTR or time up: the deadline check decides
+        }
+        char buf[512];
+        const ssize_t n = read(fds[0], buf, sizeof buf);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            break;
+        }
+        result.out.append(buf, static_cast<size_t>(n));
+    }
+    close(fds[0]);
+    if (timedOut) {
+        kill(pid, SIGKILL);
+    }
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    result.status = (!timedOut && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+std::string Xvfb::waitForWindow(const std::string& title, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+        if (r.status == 0 && !r.out.empty()) {
+            return r.out.substr(0, r.out.find('\n'));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return std::string();
+}
+
+// Without a window manager, focusing is a plain XSetInputFocus; the keys then
+// go through XTEST like real ones.
+bool Xvfb::typeInto(const std::string& windowId, const std::string& keys) {
+    return runCommand({"xdotool", "windowfocus", "--sync", windowId}).status == 0 &&
+           runCommand({"xdotool", "key", "--clearmodifiers", keys}).status == 0;
 }
 
 }  // namespace test

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 namespace tessel {
 namespace test {
@@ -26,6 +27,22 @@ public:
     // ":N" once started.
     const std::string& display() const { return m_display; }
     const std::string& error() const { return m_error; }
+    // Points this process and its children at the server: DISPLAY, the X11
+    // backend, and no accessibility bus.
+    void exportEnvironment() const;
+
+    // Helpers acting on whatever server DISPLAY names, as a user would.
+    struct CommandResult {
+        int status = -1;  // exit status; -1 when it could not run or timed out
+        std::string out;  // standard output
+    };
+    static CommandResult runCommand(const std::vector<std::string>& args,
+                                    std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    // The id of a visible window titled exactly title (xdotool), or "".
+    static std::string waitForWindow(const std::string& title,
+                                     std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    // Focuses the window, then types keys ("alt+a", "Escape") with xdotool.
+    static bool typeInto(const std::string& windowId, const std::string& keys);
 
 private:
     pid_t m_pid = -1;
