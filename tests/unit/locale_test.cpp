@@ -147,11 +147,13 @@ TEST(ResStringCacheTest, EveryLanguageIsCompleteAndDistinct) {
     }
 }
 
-// The right-to-left languages really are written in a right-to-left script.
+// Right-to-left texts start with a right-to-left letter: a line that starts
+// with the (left-to-right) host name would be laid out left to right.
 TEST(ResStringCacheTest, RightToLeftLanguagesStartWithRightToLeftLetters) {
     for (const wchar_t* code : {L"ar", L"he"}) {
         const ResStrings& s = ResStringCache::getStringsForLocale(code);
-        for (const std::wstring* text : {&s.title, &s.messageWithoutDomain, &s.denyButton}) {
+        for (const std::wstring* text : {&s.title, &s.messageWithDomain, &s.messageWithoutDomain, &s.detail,
+                                         &s.denyButton}) {
             const UCharDirection dir = u_charDirection(static_cast<UChar32>((*text)[0]));
             EXPECT_TRUE(dir == U_RIGHT_TO_LEFT || dir == U_RIGHT_TO_LEFT_ARABIC) << StringUtil::wcsToUtf8(*text);
         }
