@@ -19,9 +19,48 @@ namespace tessel {
 
 static const char* const kSrc = "src/pela/src/JSONParse";
 
+namespace {
+
+// The tree library reads (and frees) nested values recursively, so a frame
+// of a few hundred kilobytes of brackets would exhaust the stack. Real
+// messages nest a handful of levels.
+const int kMaxNesting = 256;
+
+bool nestingTooDeep(const std::string& text) {
+    int depth = 0;
+    bool inString = false;
+    bool escaped = false;
+    for (char c : text) {
+        if (inString) {
+            if (escaped) {
+                escaped = false;
+            } else if (c == '\\') {
+                escaped = true;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            if (++depth > kMaxNesting) {
+                return true;
+            }
+        } else if (c == '}' || c == ']') {
+            --depth;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
 bool JSONParse::parseChannelClientMessage(const std::string& text, std::shared_ptr<ChannelClientMessage>& message) {
     PELA_LOG4(m_log, kSrc, "JSONParse::parseChannelClientMessage");
     try {
+        if (nestingTooDeep(text)) {
+            PELA_LOG4(m_log, kSrc, "Syntax error: JSON parse failed nesting deeper than " << kMaxNesting << " levels");
+            return false;
+        }
         Ptree root;
         try {
             std::istringstream in(text);

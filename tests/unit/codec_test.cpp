@@ -1,0 +1,589 @@
+// The JSON codec end to end: inbound text to envelope, envelope to outbound
+// text, and the typed-value markers in between.
+
+#include <climits>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS
+#include <boost/property_tree/json_parser.hpp>
+
+#include <gtest/gtest.h>
+
+#include "ApiReturnCode.h"
+#include "CapturingLog.h"
+#include "ChannelClientMessage.h"
+#include "ChannelClientPtree.h"
+#include "ChannelServerMessage.h"
+#include "JSONHack.h"
+#include "JSONParse.h"
+#include "MessageId.h"
+#include "Ptree.h"
+#include "SDKServerMessagePtree.h"
+
+using namespace tessel;
+using tessel::test::CapturingLog;
+
+namespace {
+
+std::shared_ptr<ChannelClient> makeClient() {
+    std::shared_ptr<ChannelClient> spClient = std::make_shared<ChannelClient>();
+    spClient->setId("page-1");
+    spClient->setUrl("https://example.test/app");
+    spClient->setHostname("example.test");
+    spClient->setName("softphone page");
+    spClient->setType("web");
+    return spClient;
+}
+
+std::shared_ptr<SDKClientMessage> makeRequest(const std::string& name, const std::string& messageId) {
+    std::shared_ptr<SDKClientMessage> spRequest = std::make_shared<SDKClientMessage>();
+    spRequest->setName(name);
+    spRequest->setMessageId(messageId);
+    return spRequest;
+}
+
+std::string encode(const std::shared_ptr<ChannelServerMessage>& message) {
+    JSONParse codec;
+    return codec.toJSONChannelServerMessage(message);
+}
+
+// Reads our own output back; fails the test if it is not JSON.
+Ptree readBack(const std::string& json) {
+    Ptree tree;
+    std::istringstream in(json);
+    EXPECT_NO_THROW(boost::property_tree::read_json(in, tree)) << json;
+    return tree;
+}
+
+// 8-4-4-4-12 lower-case hex, version 4, RFC variant.
+bool isCanonicalRandomUuid(const std::string& id) {
+    if (id.size() != 36) {
+        return false;
+    }
+    for (size_t i = 0; i < id.size(); ++i) {
+        bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        char c = id[i];
+        if (dash ? c != '-' : !((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) {
+            return false;
+        }
+    }
+    return id[14] == '4' && std::string("89ab").find(id[19]) != std::string::npos;
+}
+
+std::string leaf(const std::string& value) {
+    return "{\"v\": \"" + value + "\"}";
+}
+
+bool parse(const std::string& text, std::shared_ptr<ChannelClientMessage>& message, ILog* log = nullptr) {
+    JSONParse codec;
+    codec.setLog(log);
+    return codec.parseChannelClientMessage(text, message);
+}
+
+const char* const kRequest = R"({
+  "norvaChannelMessage": {
+    "client": {"id": "page-1", "url": "https://example.test/app", "hostname": "example.test",
+               "name": "softphone page", "type": "web"},
+    "norvaSDKClientMessage": {"name": "hold", "messageId": "m-17", "content": {"callId": 7, "quiet": true}}
+  }
+})";
+
+}  // namespace
+
+// ---------------------------------------------------------------- markers
+
+TEST(JSONHackMarkers, EveryKindComesOutAsABareJsonValue) {
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    spContent->put("yes", JSONHack::getBool(true));
+    spContent->put("no", JSONHack::getBool(false));
+    spContent->put("zero", JSONHack::getInt(0));
+    spContent->put("intMin", JSONHack::getInt(INT_MIN));
+    spContent->put("intMax", JSONHack::getInt(INT_MAX));
+    spContent->put("uintMax", JSONHack::getUInt(4294967295u));
+    spContent->put("llMin", JSONHack::getLongLong(LLONG_MIN));
+    spContent->put("list", JSONHack::getEmptyArray());
+    spContent->put("object", JSONHack::getEmptyObject());
+    spContent->put("text", "plain");
+
+    std::string json = encode(ChannelServerMessage::createEvent(makeClient(), "probe", spContent));
+
+    EXPECT_NE(json.find("\"yes\": true,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"no\": false,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"zero\": 0,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"intMin\": -2147483648,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"intMax\": 2147483647,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"uintMax\": 4294967295,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"llMin\": -9223372036854775808,"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"list\": [],"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"object\": {},"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"text\": \"plain\""), std::string::npos) << json;
+    EXPECT_EQ(json.find("JSONHack"), std::string::npos) << json;
+    EXPECT_EQ(json.find("SUFFIX"), std::string::npos) << json;
+
+    Ptree back = readBack(json);
+    EXPECT_EQ(back.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content.llMin"),
+              "-9223372036854775808");
+}
+
+TEST(JSONHackMarkers, MarkersInsideArraysAreResolvedToo) {
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    Ptree list;
+    list.push_back(Ptree::value_type("", Ptree(JSONHack::getInt(-5))));
+    list.push_back(Ptree::value_type("", Ptree(JSONHack::getBool(true))));
+    spContent->add_child("items", list);
+
+    std::string json = encode(ChannelServerMessage::createEvent(makeClient(), "probe", spContent));
+    std::string compact;
+    for (char c : json) {
+        if (c != ' ' && c != '\n') {
+            compact += c;
+        }
+    }
+    EXPECT_NE(compact.find("\"items\":[-5,true]"), std::string::npos) << json;
+}
+
+TEST(JSONHackMarkers, OnlyWholeLeafMarkersAreReplaced) {
+    // A sentinel that does not fill the whole string is data, not a marker.
+    std::string embeddedBool = "x" + JSONHack::getBool(true);
+    std::string embeddedArray = JSONHack::getEmptyArray() + "y";
+    EXPECT_EQ(JSONHack::postprocessJSON(leaf(embeddedBool)), leaf(embeddedBool));
+    EXPECT_EQ(JSONHack::postprocessJSON(leaf(embeddedArray)), leaf(embeddedArray));
+    EXPECT_EQ(JSONHack::postprocessJSON(leaf(JSONHack::getBool(false))), "{\"v\": false}");
+    EXPECT_EQ(JSONHack::postprocessJSON(leaf(JSONHack::getInt(-5))), "{\"v\": -5}");
+}
+
+// ---------------------------------------------------------------- escaping
+
+TEST(JSONHackEscaping, Latin1StaysOneByteAndWiderCharactersBecomeUpperCaseEscapes) {
+    // e with diaeresis (U+00EB) is one Latin-1 byte, not UTF-8 and not escaped.
+    EXPECT_EQ(JSONHack::postprocessJSON(JSONHack::escapeUnicode("Zo\xC3\xAB")), "Zo\xEB");
+    // Greek lambda, Chinese zhong: four upper-case hex digits.
+    EXPECT_EQ(JSONHack::postprocessJSON(JSONHack::escapeUnicode("\xCE\xBB\xE4\xB8\xAD")), "\\u03BB\\u4E2D");
+    // Above U+FFFF: a surrogate pair.
+    EXPECT_EQ(JSONHack::postprocessJSON(JSONHack::escapeUnicode("a\xF0\x9F\x98\x80z")), "a\\uD83D\\uDE00z");
+    EXPECT_EQ(JSONHack::escapeUnicode("plain ascii"), "plain ascii");
+}
+
+TEST(JSONHackEscaping, EscapesTravelAsMarkersThroughTheWriter) {
+    // The writer must not see a backslash it would double.
+    std::string escaped = JSONHack::escapeUnicode("\xCE\xBB");
+    EXPECT_EQ(escaped.find('\\'), std::string::npos) << escaped;
+
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    spContent->put("name", escaped);
+    spContent->put("latin", JSONHack::escapeUnicode("No\xC3\xABl"));
+    std::string json = encode(ChannelServerMessage::createEvent(makeClient(), "probe", spContent));
+    EXPECT_NE(json.find("\"name\": \"\\u03BB\""), std::string::npos) << json;
+    EXPECT_NE(json.find("\"latin\": \"No\xEBl\""), std::string::npos) << json;
+    EXPECT_EQ(json.find("\\u00EB"), std::string::npos) << json;
+}
+
+TEST(JSONHackEscaping, ALiteralBackslashUTypedByTheUserStaysText) {
+    EXPECT_EQ(JSONHack::escapeUnicode("C:\\users\\me"), "C:\\users\\me");
+
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    spContent->put("path", JSONHack::escapeUnicode("C:\\users \xCE\xBB"));
+    std::string json = encode(ChannelServerMessage::createEvent(makeClient(), "probe", spContent));
+    // The user's backslash is escaped by the writer; the lambda is a real escape.
+    EXPECT_NE(json.find("\"path\": \"C:\\\\users \\u03BB\""), std::string::npos) << json;
+
+    Ptree back = readBack(json);
+    EXPECT_EQ(back.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content.path"),
+              "C:\\users \xCE\xBB");
+}
+
+// ---------------------------------------------------------------- writing
+
+TEST(EnvelopeWriting, ErrorReplyIsTheIndentedFormWithMembersInOrder) {
+    std::shared_ptr<ChannelServerMessage> spReply =
+        ChannelServerMessage::createErrorReplyTo(makeClient(), makeRequest("hold", "m-17"), 15);
+    ASSERT_TRUE(spReply);
+    const std::string id = spReply->getSDKServerMessage()->getMessageId();
+    const std::string expected =
+        "{\n"
+        "    \"norvaChannelMessage\": {\n"
+        "        \"client\": {\n"
+        "            \"id\": \"page-1\"\n"
+        "        },\n"
+        "        \"norvaSDKServerMessage\": {\n"
+        "            \"messageId\": \"" + id + "\",\n"
+        "            \"replyToMessageId\": \"m-17\",\n"
+        "            \"error\": \"eInvalidArgument\",\n"
+        "            \"name\": \"hold\"\n"
+        "        }\n"
+        "    }\n"
+        "}\n";
+    EXPECT_EQ(encode(spReply), expected);
+}
+
+TEST(EnvelopeWriting, RepliesAndEventsAddressTheClientByIdOnly) {
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    spContent->put("state", "held");
+    std::shared_ptr<ChannelServerMessage> spReply =
+        ChannelServerMessage::createSuccessReplyTo(makeClient(), makeRequest("hold", "m-17"), spContent);
+    ASSERT_TRUE(spReply);
+
+    Ptree back = readBack(encode(spReply));
+    const Ptree& client = back.get_child("norvaChannelMessage.client");
+    ASSERT_EQ(client.size(), 1u);
+    EXPECT_EQ(client.begin()->first, "id");
+    EXPECT_EQ(client.begin()->second.data(), "page-1");
+
+    const Ptree& server = back.get_child("norvaChannelMessage.norvaSDKServerMessage");
+    EXPECT_EQ(server.get<std::string>("replyToMessageId"), "m-17");
+    EXPECT_EQ(server.get<std::string>("name"), "hold");
+    EXPECT_EQ(server.get<std::string>("content.state"), "held");
+    EXPECT_EQ(server.count("error"), 0u);
+}
+
+TEST(EnvelopeWriting, MappersWriteMembersInWireOrder) {
+    // The client's type is read but never written back.
+    std::vector<std::string> keys;
+    for (const Ptree::value_type& member : ChannelClientPtree::toPtree(makeClient())) {
+        keys.push_back(member.first + "=" + member.second.data());
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{"id=page-1", "url=https://example.test/app", "name=softphone page",
+                                              "hostname=example.test"}));
+
+    std::shared_ptr<SDKServerMessage> spServer = std::make_shared<SDKServerMessage>();
+    spServer->setName("n");
+    spServer->setError("e");
+    spServer->setReplyToMessageId("r");
+    spServer->setContent(std::make_shared<Ptree>());
+    keys.clear();
+    for (const Ptree::value_type& member : SDKServerMessagePtree::toPtree(spServer)) {
+        keys.push_back(member.first);
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{"messageId", "replyToMessageId", "error", "name", "content"}));
+}
+
+TEST(EnvelopeWriting, OptionalMembersAreLeftOutWhenEmpty) {
+    // Event without data: no content, no replyToMessageId, no error.
+    Ptree event = readBack(encode(ChannelServerMessage::createEvent(makeClient(), "userauthorized")));
+    const Ptree& server = event.get_child("norvaChannelMessage.norvaSDKServerMessage");
+    EXPECT_EQ(server.count("content"), 0u);
+    EXPECT_EQ(server.count("replyToMessageId"), 0u);
+    EXPECT_EQ(server.count("error"), 0u);
+    EXPECT_EQ(server.get<std::string>("name"), "userauthorized");
+
+    // A request with an empty messageId gets a reply without replyToMessageId.
+    Ptree reply = readBack(encode(ChannelServerMessage::createSuccessReplyTo(makeClient(), makeRequest("hold", ""))));
+    EXPECT_EQ(reply.get_child("norvaChannelMessage.norvaSDKServerMessage").count("replyToMessageId"), 0u);
+
+    // A code without a name gives an error reply without "error".
+    for (int code : {-1, 21, 1000}) {
+        Ptree bad = readBack(encode(ChannelServerMessage::createErrorReplyTo(makeClient(), makeRequest("x", "m"), code)));
+        EXPECT_EQ(bad.get_child("norvaChannelMessage.norvaSDKServerMessage").count("error"), 0u) << code;
+    }
+}
+
+TEST(EnvelopeWriting, AnEmptyContentTreeStillYieldsAContentMember) {
+    std::string json =
+        encode(ChannelServerMessage::createEvent(makeClient(), "probe", std::make_shared<Ptree>()));
+    // The tree library writes an empty tree as an empty string.
+    EXPECT_NE(json.find("\"content\": \"\""), std::string::npos) << json;
+}
+
+TEST(EnvelopeWriting, FactoriesRefuseMissingClientOrRequest) {
+    std::shared_ptr<ChannelClient> spNoClient;
+    std::shared_ptr<SDKClientMessage> spNoRequest;
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    EXPECT_FALSE(ChannelServerMessage::createSuccessReplyTo(spNoClient, makeRequest("a", "b")));
+    EXPECT_FALSE(ChannelServerMessage::createSuccessReplyTo(makeClient(), spNoRequest));
+    EXPECT_FALSE(ChannelServerMessage::createSuccessReplyTo(makeClient(), spNoRequest, spContent));
+    EXPECT_FALSE(ChannelServerMessage::createErrorReplyTo(spNoClient, makeRequest("a", "b"), 15));
+    EXPECT_FALSE(ChannelServerMessage::createEvent(spNoClient, "e"));
+    EXPECT_FALSE(ChannelServerMessage::createEvent(spNoClient, "e", spContent));
+    // A null content is no content.
+    std::shared_ptr<ChannelServerMessage> spEvent =
+        ChannelServerMessage::createEvent(makeClient(), "e", std::shared_ptr<Ptree>());
+    ASSERT_TRUE(spEvent);
+    EXPECT_FALSE(spEvent->getSDKServerMessage()->getContent());
+}
+
+TEST(EnvelopeWriting, EncodingFailuresGiveEmptyText) {
+    JSONParse codec;
+    EXPECT_EQ(codec.toJSONChannelServerMessage(std::shared_ptr<ChannelServerMessage>()), "");
+
+    // A node with both a value and members has no JSON form.
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>("value");
+    spContent->put("member", "x");
+    CapturingLog log;
+    codec.setLog(&log);
+    EXPECT_EQ(codec.toJSONChannelServerMessage(ChannelServerMessage::createEvent(makeClient(), "probe", spContent)), "");
+    EXPECT_TRUE(log.contains("Syntax error: toJSONChannelServerMessage failed "));
+}
+
+TEST(EnvelopeWriting, EveryMessageGetsAFreshCanonicalId) {
+    std::set<std::string> seen;
+    for (int i = 0; i < 50; ++i) {
+        std::string id = MessageId::getNext();
+        EXPECT_EQ(id.size(), 36u);
+        EXPECT_TRUE(isCanonicalRandomUuid(id)) << id;
+        seen.insert(id);
+    }
+    EXPECT_EQ(seen.size(), 50u);
+
+    std::shared_ptr<ChannelServerMessage> spFirst = ChannelServerMessage::createEvent(makeClient(), "e");
+    std::shared_ptr<ChannelServerMessage> spSecond = ChannelServerMessage::createEvent(makeClient(), "e");
+    EXPECT_NE(spFirst->getSDKServerMessage()->getMessageId(), spSecond->getSDKServerMessage()->getMessageId());
+}
+
+TEST(EnvelopeWriting, IdsDrawnFromSeveralThreadsStayUnique) {
+    // Replies and events are built on the task thread and on framework
+    // callback threads at once.
+    const int kThreads = 4;
+    const int kEach = 25;
+    std::vector<std::vector<std::string>> drawn(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&drawn, t] {
+            for (int i = 0; i < kEach; ++i) {
+                drawn[t].push_back(MessageId::getNext());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::set<std::string> all;
+    for (const std::vector<std::string>& ids : drawn) {
+        all.insert(ids.begin(), ids.end());
+    }
+    EXPECT_EQ(all.size(), static_cast<size_t>(kThreads * kEach));
+}
+
+TEST(EnvelopeWriting, ResultCodeNames) {
+    EXPECT_EQ(ApiReturnCodeEnum::toString(ApiReturnCodeEnum::eNoError), "eNoError");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(1), "eInvalidCallId");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(9), "eLoryNotConfigured");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(15), "eInvalidArgument");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(16), "eOperationNotSupported");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(19), "eSyntaxError");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(20), "eOperationFailed");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(-1), "");
+    EXPECT_EQ(ApiReturnCodeEnum::toString(21), "");
+}
+
+// ---------------------------------------------------------------- reading
+
+TEST(EnvelopeReading, ATypicalRequestFillsEveryField) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    ASSERT_TRUE(parse(kRequest, spMessage));
+    ASSERT_TRUE(spMessage);
+    std::shared_ptr<ChannelClient> spClient = spMessage->getClient();
+    ASSERT_TRUE(spClient);
+    EXPECT_EQ(spClient->getId(), "page-1");
+    EXPECT_EQ(spClient->getUrl(), "https://example.test/app");
+    EXPECT_EQ(spClient->getHostname(), "example.test");
+    EXPECT_EQ(spClient->getName(), "softphone page");
+    EXPECT_EQ(spClient->getType(), "web");
+    std::shared_ptr<SDKClientMessage> spRequest = spMessage->getSDKClientMessage();
+    ASSERT_TRUE(spRequest);
+    EXPECT_EQ(spRequest->getName(), "hold");
+    EXPECT_EQ(spRequest->getMessageId(), "m-17");
+    ASSERT_TRUE(spRequest->getContent());
+    // JSON numbers and literals arrive as their text.
+    EXPECT_EQ(spRequest->getContent()->get<std::string>("callId"), "7");
+    EXPECT_EQ(spRequest->getContent()->get<std::string>("quiet"), "true");
+    EXPECT_TRUE(boost::logic::indeterminate(spMessage->getClientConnected()));
+}
+
+TEST(EnvelopeReading, ContentAbsentIsNullAndEmptyObjectIsAnEmptyTree) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    ASSERT_TRUE(parse(R"({"norvaChannelMessage": {"norvaSDKClientMessage": {"name": "getVersion", "messageId": "1"}}})",
+                      spMessage));
+    EXPECT_FALSE(spMessage->getSDKClientMessage()->getContent());
+    EXPECT_FALSE(spMessage->getClient());
+
+    ASSERT_TRUE(parse(R"({"norvaChannelMessage": {"norvaSDKClientMessage": {"name": "getVersion", "content": {}}}})",
+                      spMessage));
+    ASSERT_TRUE(spMessage->getSDKClientMessage()->getContent());
+    EXPECT_TRUE(spMessage->getSDKClientMessage()->getContent()->empty());
+    EXPECT_EQ(spMessage->getSDKClientMessage()->getMessageId(), "");
+}
+
+TEST(EnvelopeReading, ConnectNoticeAcceptsOnlyTrueAndFalse) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    const std::string head = R"({"norvaChannelMessage": {"client": {"id": "p"}, "clientConnected": )";
+
+    ASSERT_TRUE(parse(head + "true}}", spMessage));
+    EXPECT_TRUE(spMessage->getClientConnected() == true);
+    ASSERT_TRUE(parse(head + "\"true\"}}", spMessage));
+    EXPECT_TRUE(spMessage->getClientConnected() == true);
+    ASSERT_TRUE(parse(head + "false}}", spMessage));
+    EXPECT_TRUE(spMessage->getClientConnected() == false);
+    EXPECT_FALSE(spMessage->getSDKClientMessage());
+
+    for (const char* bad : {"\"yes\"", "1", "\"True\"", "null", "{\"a\": 1}"}) {
+        CapturingLog log;
+        EXPECT_FALSE(parse(head + bad + "}}", spMessage, &log)) << bad;
+        EXPECT_TRUE(log.contains("clientConnected")) << bad;
+        ASSERT_TRUE(spMessage) << bad;
+        EXPECT_TRUE(boost::logic::indeterminate(spMessage->getClientConnected())) << bad;
+        // The rest of the envelope is still there for the error reply.
+        ASSERT_TRUE(spMessage->getClient());
+        EXPECT_EQ(spMessage->getClient()->getId(), "p");
+    }
+}
+
+TEST(EnvelopeReading, EnvelopeMembersAreCheckedStrictly) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    {
+        // A third, unknown member.
+        CapturingLog log;
+        EXPECT_FALSE(parse(R"({"norvaChannelMessage": {"client": {"id": "p"},
+            "norvaSDKClientMessage": {"name": "hold", "messageId": "1"}, "extra": 1}})", spMessage, &log));
+        EXPECT_TRUE(log.contains("Invalid argument: unexpected key [extra]"));
+        EXPECT_TRUE(log.contains("Failed parsing SDK client message"));
+    }
+    {
+        // The client given twice, each copy valid.
+        CapturingLog log;
+        EXPECT_FALSE(
+            parse(R"({"norvaChannelMessage": {"client": {"id": "p"}, "client": {"id": "p"}}})", spMessage, &log));
+        EXPECT_TRUE(log.contains("Invalid argument: Duplicate key [client]"));
+        EXPECT_TRUE(log.contains("Failed parsing SDK client message"));
+    }
+    {
+        // A value where the envelope object belongs.
+        CapturingLog log;
+        EXPECT_FALSE(parse(R"({"norvaChannelMessage": "hello"})", spMessage, &log));
+        EXPECT_TRUE(log.contains("Invalid argument: unexpected arguments"));
+    }
+    // The same envelope without the offending parts is fine.
+    EXPECT_TRUE(parse(R"({"norvaChannelMessage": {"client": {"id": "p"},
+        "norvaSDKClientMessage": {"name": "hold", "messageId": "1"}}})", spMessage));
+}
+
+TEST(EnvelopeReading, RequestMembersAreCheckedStrictly) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    auto request = [](const std::string& body) {
+        return R"({"norvaChannelMessage": {"client": {"id": "p"}, "norvaSDKClientMessage": )" + body + "}}";
+    };
+    CapturingLog log;
+    EXPECT_FALSE(parse(request(R"({"name": "hold", "messageId": "1", "params": {}})"), spMessage, &log));
+    EXPECT_TRUE(log.contains("Invalid argument: unexpected key [params]"));
+    EXPECT_EQ(log.count("Failed parsing SDK client message"), 1u);
+    EXPECT_FALSE(parse(request(R"({"name": "hold", "messageId": "1", "messageId": "2"})"), spMessage));
+    EXPECT_FALSE(parse(request(R"({"name": {"x": "hold"}, "messageId": "1"})"), spMessage));
+    // The message id is still taken when only the name is bad.
+    ASSERT_TRUE(spMessage && spMessage->getSDKClientMessage());
+    EXPECT_EQ(spMessage->getSDKClientMessage()->getMessageId(), "1");
+    EXPECT_EQ(spMessage->getSDKClientMessage()->getName(), "");
+    // Emptiness of name and messageId is left to the dispatcher.
+    EXPECT_TRUE(parse(request(R"({})"), spMessage));
+}
+
+TEST(EnvelopeReading, ClientObjectToleratesExtrasButNotRepeats) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    ASSERT_TRUE(parse(R"({"norvaChannelMessage": {"client": {"id": "p", "version": "2", "url": {"a": "b"}}}})",
+                      spMessage));
+    EXPECT_EQ(spMessage->getClient()->getId(), "p");
+    EXPECT_EQ(spMessage->getClient()->getUrl(), "");  // an object is skipped
+
+    EXPECT_FALSE(parse(R"({"norvaChannelMessage": {"client": {"id": "p", "id": "q"}}})", spMessage));
+}
+
+TEST(EnvelopeReading, TopLevelMustBeOneKnownMember) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    EXPECT_FALSE(parse("{}", spMessage));
+    {
+        CapturingLog log;
+        EXPECT_FALSE(parse("", spMessage, &log));
+        EXPECT_FALSE(parse("not json", spMessage, &log));
+        EXPECT_EQ(log.count("Syntax error: JSON parse failed "), 2u);
+    }
+    {
+        CapturingLog log;
+        EXPECT_FALSE(parse(R"({"norvaChannelMessage": {"client": {"id": "p"}}, "other": 1})", spMessage, &log));
+        EXPECT_TRUE(log.contains("Syntax error: unknown message=other"));
+    }
+    EXPECT_FALSE(parse("{\"norvaChannelMessage\": {", spMessage));
+    EXPECT_FALSE(parse("[1, 2]", spMessage));
+    EXPECT_FALSE(parse("\"text\"", spMessage));
+    EXPECT_FALSE(parse(R"({"other": 1})", spMessage));
+}
+
+TEST(EnvelopeReading, DeepNestingIsRefusedInsteadOfExhaustingTheStack) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    const int depth = 200000;
+    std::string deep = "{\"norvaChannelMessage\": {\"norvaSDKClientMessage\": {\"content\": " +
+                       std::string(depth, '[') + std::string(depth, ']') + "}}}";
+    CapturingLog log;
+    EXPECT_FALSE(parse(deep, spMessage, &log));
+    EXPECT_TRUE(log.contains("Syntax error: JSON parse failed "));
+
+    // Brackets inside strings do not count, and ordinary nesting is fine.
+    std::string quoted = "{\"norvaChannelMessage\": {\"norvaSDKClientMessage\": {\"name\": \"" +
+                         std::string(1000, '[') + "\\\"\"}}}";
+    ASSERT_TRUE(parse(quoted, spMessage));
+    EXPECT_EQ(spMessage->getSDKClientMessage()->getName(), std::string(1000, '[') + "\"");
+    std::string nested = "{\"norvaChannelMessage\": {\"norvaSDKClientMessage\": {\"content\": " +
+                         std::string(50, '[') + std::string(50, ']') + "}}}";
+    EXPECT_TRUE(parse(nested, spMessage));
+}
+
+// ---------------------------------------------------------------- log renderings
+
+TEST(EnvelopeLogging, LinesCarryTheSourceAndNeverTheContent) {
+    CapturingLog log;
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    EXPECT_FALSE(parse(R"({"norvaChannelMessage": {"client": {"id": "p"},
+        "norvaSDKClientMessage": {"name": "login", "messageId": "9", "content": {"password": "hunter2"}, "x": 1}}})",
+                       spMessage, &log));
+    std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
+    spContent->put("token", "s3cret");
+    JSONParse codec;
+    codec.setLog(&log);
+    EXPECT_FALSE(codec.toJSONChannelServerMessage(ChannelServerMessage::createEvent(makeClient(), "e", spContent)).empty());
+
+    std::vector<tessel::test::LogRecord> records = log.records();
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records.front().file, "src/pela/src/JSONParse");
+    EXPECT_EQ(records.front().level, 4);
+    EXPECT_EQ(records.front().text, "[" + std::to_string(log.getProcessID()) + "] JSONParse::parseChannelClientMessage");
+    EXPECT_TRUE(log.contains("JSONParse::toJSONChannelServerMessage"));
+    for (const tessel::test::LogRecord& record : records) {
+        EXPECT_EQ(record.text.find("hunter2"), std::string::npos) << record.text;
+        EXPECT_EQ(record.text.find("s3cret"), std::string::npos) << record.text;
+    }
+}
+
+TEST(EnvelopeRendering, ContentIsNeverShown) {
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    ASSERT_TRUE(parse(R"({"norvaChannelMessage": {"client": {"id": "p", "type": "web"},
+        "norvaSDKClientMessage": {"name": "login", "messageId": "9", "content": {"password": "hunter2"}}}})",
+                      spMessage));
+    std::string text = spMessage->toString();
+    EXPECT_EQ(text.find("hunter2"), std::string::npos) << text;
+    EXPECT_EQ(text,
+              "channelClientMessage=[client=[id=[p] url=[] hostname=[] name=[] type=[web]] "
+              "clientSDKMessage=[messageId=[9] name=[login] content=<opaque>]  ]");
+
+    std::shared_ptr<SDKClientMessage> spEmpty = makeRequest("a", "b");
+    EXPECT_EQ(spEmpty->toString(), "messageId=[b] name=[a] content=<empty>");
+    spEmpty->setContent(std::make_shared<Ptree>());
+    EXPECT_EQ(spEmpty->toString(), "messageId=[b] name=[a] content=<empty>");
+
+    std::shared_ptr<Ptree> spSecret = std::make_shared<Ptree>();
+    spSecret->put("token", "s3cret");
+    std::shared_ptr<ChannelServerMessage> spReply =
+        ChannelServerMessage::createSuccessReplyTo(makeClient(), makeRequest("login", "9"), spSecret);
+    std::string reply = spReply->toString();
+    EXPECT_EQ(reply.find("s3cret"), std::string::npos) << reply;
+    EXPECT_NE(reply.find("content=<opaque> "), std::string::npos) << reply;
+}
+
+TEST(EnvelopeRendering, ConnectFlagIsShownOnlyWhenKnown) {
+    ChannelClientMessage message;
+    EXPECT_EQ(message.toString(), "channelClientMessage=[ ]");
+    message.setClientConnected(false);
+    EXPECT_EQ(message.toString(), "channelClientMessage=[clientConnected=false ]");
+    message.setClientConnected(true);
+    EXPECT_EQ(message.toString(), "channelClientMessage=[clientConnected=true ]");
+}

@@ -1,0 +1,374 @@
+// Parameter extraction, tree tests and the text conversions under them.
+
+#include <cstdint>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS
+#include <boost/property_tree/json_parser.hpp>
+
+#include <gtest/gtest.h>
+
+#include "CapturingLog.h"
+#include "PtreeUtil.h"
+#include "StringUtil.h"
+#include "TaskParamUtil.h"
+
+using namespace tessel;
+using tessel::test::CapturingLog;
+
+namespace {
+
+// Parameters as a command sees them: read from JSON, so every leaf is text.
+Ptree content(const std::string& json) {
+    Ptree tree;
+    std::istringstream in(json);
+    boost::property_tree::read_json(in, tree);
+    return tree;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- StringUtil numbers
+
+TEST(StringConversions, SignedRangesAreEnforced) {
+    int32_t i = 42;
+    EXPECT_TRUE(StringUtil::stringToInt("2147483647", i));
+    EXPECT_EQ(i, INT32_MAX);
+    EXPECT_TRUE(StringUtil::stringToInt("-2147483648", i));
+    EXPECT_EQ(i, INT32_MIN);
+    i = 42;
+    EXPECT_FALSE(StringUtil::stringToInt("2147483648", i));
+    EXPECT_FALSE(StringUtil::stringToInt("-2147483649", i));
+    EXPECT_EQ(i, 42);
+
+    int64_t l = 42;
+    EXPECT_TRUE(StringUtil::stringToLong("-9223372036854775808", l));
+    EXPECT_EQ(l, INT64_MIN);
+    EXPECT_TRUE(StringUtil::stringToLong("9223372036854775807", l));
+    EXPECT_EQ(l, INT64_MAX);
+    EXPECT_FALSE(StringUtil::stringToLong("9223372036854775808", l));
+    EXPECT_EQ(l, INT64_MAX);
+}
+
+TEST(StringConversions, UnsignedRangesAreEnforced) {
+    uint32_t u = 42;
+    EXPECT_TRUE(StringUtil::stringToUnsignedInt("4294967295", u));
+    EXPECT_EQ(u, UINT32_MAX);
+    EXPECT_FALSE(StringUtil::stringToUnsignedInt("4294967296", u));
+    EXPECT_EQ(u, UINT32_MAX);
+
+    uint64_t ul = 42;
+    EXPECT_TRUE(StringUtil::stringToUnsignedLong("18446744073709551615", ul));
+    EXPECT_EQ(ul, UINT64_MAX);
+    EXPECT_FALSE(StringUtil::stringToUnsignedLong("18446744073709551616", ul));
+    EXPECT_EQ(ul, UINT64_MAX);
+}
+
+TEST(StringConversions, SignsFollowTheConversionLibrary) {
+    // boost::lexical_cast accepts a leading '+', and for unsigned targets a
+    // '-' that wraps modulo 2^N (as strtoul does). Pages send plain numbers;
+    // this pins down what happens to anything else.
+    int32_t i = 0;
+    EXPECT_TRUE(StringUtil::stringToInt("+1", i));
+    EXPECT_EQ(i, 1);
+    EXPECT_TRUE(StringUtil::stringToInt("-1", i));
+    EXPECT_EQ(i, -1);
+    uint32_t u = 0;
+    EXPECT_TRUE(StringUtil::stringToUnsignedInt("+1", u));
+    EXPECT_EQ(u, 1u);
+    EXPECT_TRUE(StringUtil::stringToUnsignedInt("-1", u));
+    EXPECT_EQ(u, UINT32_MAX);
+    uint64_t ul = 0;
+    EXPECT_TRUE(StringUtil::stringToUnsignedLong("-1", ul));
+    EXPECT_EQ(ul, UINT64_MAX);
+}
+
+TEST(StringConversions, OnlyTheWholeTextCounts) {
+    for (const char* bad : {"", " 1", "1 ", "1.0", "1e3", "0x10", "12a", "--1", "+", "-", "\t7", "7\n"}) {
+        int32_t i = 42;
+        int64_t l = 42;
+        uint32_t u = 42;
+        uint64_t ul = 42;
+        EXPECT_FALSE(StringUtil::stringToInt(bad, i)) << "[" << bad << "]";
+        EXPECT_FALSE(StringUtil::stringToLong(bad, l)) << "[" << bad << "]";
+        EXPECT_FALSE(StringUtil::stringToUnsignedInt(bad, u)) << "[" << bad << "]";
+        EXPECT_FALSE(StringUtil::stringToUnsignedLong(bad, ul)) << "[" << bad << "]";
+        EXPECT_EQ(i, 42);
+        EXPECT_EQ(l, 42);
+        EXPECT_EQ(u, 42u);
+        EXPECT_EQ(ul, 42u);
+    }
+    int32_t i = 0;
+    EXPECT_TRUE(StringUtil::stringToInt("007", i));
+    EXPECT_EQ(i, 7);
+}
+
+TEST(StringConversions, BooleansAreExactlyTrueOrFalse) {
+    bool b = false;
+    EXPECT_TRUE(StringUtil::stringToBool("true", b));
+    EXPECT_TRUE(b);
+    EXPECT_TRUE(StringUtil::stringToBool("false", b));
+    EXPECT_FALSE(b);
+    for (const char* bad : {"True", "TRUE", "False", "1", "0", " true", "true ", "", "yes"}) {
+        bool out = true;
+        EXPECT_FALSE(StringUtil::stringToBool(bad, out)) << bad;
+        EXPECT_TRUE(out);
+    }
+    std::string text;
+    EXPECT_TRUE(StringUtil::intToString(-2147483647 - 1, text));
+    EXPECT_EQ(text, "-2147483648");
+    EXPECT_TRUE(StringUtil::intToString(0, text));
+    EXPECT_EQ(text, "0");
+}
+
+// ---------------------------------------------------------------- StringUtil text
+
+TEST(StringEncodings, Utf8AndWideRoundTrip) {
+    static_assert(sizeof(wchar_t) == 4, "wide strings are UTF-32");
+    const std::string samples[] = {"", "example.test", "Zo\xC3\xAB", "\xCE\xBB\xCE\xB1", "\xE4\xB8\xAD\xE6\x96\x87",
+                                   "a\xF0\x9F\x98\x80z", "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D"};
+    for (const std::string& s : samples) {
+        EXPECT_EQ(StringUtil::wcsToUtf8(StringUtil::utf8ToWcs(s)), s);
+    }
+    EXPECT_EQ(StringUtil::utf8ToWcs("a\xC3\xAB\xF0\x9F\x98\x80"), std::wstring(L"a\u00EB\U0001F600"));
+    EXPECT_EQ(StringUtil::wcsToUtf8(L"\u4E2D"), "\xE4\xB8\xAD");
+}
+
+TEST(StringEncodings, InvalidInputIsDroppedNotTruncated) {
+    // A stray byte, an overlong form and a cut-off sequence at the end.
+    EXPECT_EQ(StringUtil::utf8ToWcs("a\xFF" "b\xC0\xAF" "c\xE4\xB8"), std::wstring(L"abc"));
+    std::wstring wide = L"x";
+    wide.push_back(static_cast<wchar_t>(0xD800));    // lone surrogate
+    wide.push_back(static_cast<wchar_t>(0x110000));  // beyond Unicode
+    wide += L"y";
+    EXPECT_EQ(StringUtil::wcsToUtf8(wide), "xy");
+    // Long text: the converters must not stop at any internal buffer size.
+    std::string longText;
+    for (int i = 0; i < 5000; ++i) {
+        longText += "\xCE\xBB\xFF";
+    }
+    std::wstring converted = StringUtil::utf8ToWcs(longText);
+    EXPECT_EQ(converted, std::wstring(5000, L'\u03BB'));
+    EXPECT_EQ(StringUtil::wcsToUtf8(converted).size(), 10000u);
+}
+
+TEST(StringEncodings, EscapedFormForTheJsonLayer) {
+    EXPECT_EQ(StringUtil::utf8ToEscString("plain"), "plain");
+    EXPECT_EQ(StringUtil::utf8ToEscString("\xC3\xBF\xC5\xBF"), "\xFF\\u017F");
+    EXPECT_EQ(StringUtil::utf8ToEscString("\xF0\x9F\x98\x80"), "\\uD83D\\uDE00");
+    // Invalid bytes vanish; the rest is kept.
+    EXPECT_EQ(StringUtil::utf8ToEscString("a\xFF" "b"), "ab");
+    // The text ends at an embedded zero, as for a C string.
+    EXPECT_EQ(StringUtil::utf8ToEscString(std::string("ab\0cd", 5)), "ab");
+}
+
+// ---------------------------------------------------------------- PtreeUtil
+
+TEST(PtreeTests, KeysAndDuplicates) {
+    Ptree tree = content(R"({"a": 1, "b": 2, "a": 3, "b": 4})");
+    EXPECT_EQ(PtreeUtil::getKeys(tree), (std::vector<std::string>{"a", "b", "a", "b"}));
+    CapturingLog log;
+    EXPECT_TRUE(PtreeUtil::containsDuplicateKey(tree, &log));
+    // Only the first repeat is reported.
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"Invalid argument: Duplicate key [a]"});
+    EXPECT_FALSE(PtreeUtil::containsDuplicateKey(content(R"({"a": 1, "b": {"a": 2}})"), nullptr));
+    // Array elements all have the empty key.
+    EXPECT_TRUE(PtreeUtil::containsDuplicateKey(content(R"({"": ["x", "y"]})").begin()->second, nullptr));
+    EXPECT_FALSE(PtreeUtil::containsDuplicateKey(std::shared_ptr<Ptree>(), nullptr));
+    EXPECT_TRUE(PtreeUtil::containsDuplicateKey(std::make_shared<Ptree>(tree), nullptr));
+}
+
+TEST(PtreeTests, Emptiness) {
+    EXPECT_TRUE(PtreeUtil::checkPtreeIsEmpty(Ptree(), nullptr));
+    CapturingLog log;
+    EXPECT_FALSE(PtreeUtil::checkPtreeIsEmpty(Ptree("value"), &log));
+    EXPECT_FALSE(PtreeUtil::checkPtreeIsEmpty(content(R"({"a": "", "b": {}})"), &log));
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{"Invalid argument: unexpected arguments",
+                                                      "Invalid argument: unexpected key [a]",
+                                                      "Invalid argument: unexpected key [b]"}));
+    EXPECT_TRUE(PtreeUtil::checkPtreeIsEmpty(std::shared_ptr<Ptree>(), nullptr));
+    EXPECT_TRUE(PtreeUtil::ptreeIsEmpty(std::shared_ptr<Ptree>()));
+    EXPECT_FALSE(PtreeUtil::ptreeIsEmpty(std::make_shared<Ptree>("v")));
+}
+
+TEST(PtreeTests, RemoveAtKeyTakesTheFirstOfRepeatedKeys) {
+    Ptree tree = content(R"({"k": "first", "m": "x", "k": "second"})");
+    Ptree out;
+    ASSERT_TRUE(PtreeUtil::removeAtKey("k", tree, out, nullptr));
+    EXPECT_EQ(out.data(), "first");
+    ASSERT_TRUE(PtreeUtil::removeAtKey("k", tree, out, nullptr));
+    EXPECT_EQ(out.data(), "second");
+    EXPECT_FALSE(PtreeUtil::removeAtKey("k", tree, out, nullptr));
+    CapturingLog log;
+    EXPECT_FALSE(PtreeUtil::removeAtKey("", tree, out, &log));
+    EXPECT_TRUE(log.contains("UNEXPECTED PtreeUtil::removePtreeAtKey Invalid parameter: empty key"));
+    EXPECT_EQ(PtreeUtil::getKeys(tree), std::vector<std::string>{"m"});
+}
+
+TEST(PtreeTests, LeafConversions) {
+    std::string text = "untouched";
+    EXPECT_FALSE(PtreeUtil::ptreeToString(content(R"({"a": "b"})"), text, nullptr));
+    EXPECT_EQ(text, "untouched");
+    EXPECT_TRUE(PtreeUtil::ptreeToString(Ptree("v"), text, nullptr));
+    EXPECT_EQ(text, "v");
+
+    bool b = false;
+    EXPECT_FALSE(PtreeUtil::ptreeToBool(Ptree("yes"), b, nullptr));
+    int32_t i = 0;
+    EXPECT_FALSE(PtreeUtil::ptreeToInt(content(R"({"a": "1"})"), i, nullptr));
+    uint64_t ul = 0;
+    EXPECT_TRUE(PtreeUtil::ptreeToULong(Ptree("18446744073709551615"), ul, nullptr));
+    EXPECT_EQ(ul, UINT64_MAX);
+}
+
+TEST(PtreeTests, StringVectors) {
+    std::vector<std::string> out;
+    EXPECT_TRUE(PtreeUtil::ptreeToStringVector(content(R"({"l": []})").get_child("l"), out, nullptr));
+    EXPECT_TRUE(out.empty());
+    EXPECT_TRUE(PtreeUtil::ptreeToStringVector(content(R"({"l": ["a", 2, true]})").get_child("l"), out, nullptr));
+    EXPECT_EQ(out, (std::vector<std::string>{"a", "2", "true"}));
+
+    std::vector<std::string> kept{"keep"};
+    CapturingLog log;
+    EXPECT_FALSE(PtreeUtil::ptreeToStringVector(content(R"({"l": ["a", {"k": "v"}]})").get_child("l"), kept, &log));
+    EXPECT_FALSE(PtreeUtil::ptreeToStringVector(content(R"({"l": {"k": "v"}})").get_child("l"), kept, &log));
+    EXPECT_FALSE(PtreeUtil::ptreeToStringVector(Ptree("scalar"), kept, &log));
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{"Invalid argument: not a vector of strings.",
+                                                      "Invalid argument: not a vector.",
+                                                      "Invalid argument: not a vector."}));
+    EXPECT_EQ(kept, std::vector<std::string>{"keep"});
+    // Success appends.
+    EXPECT_TRUE(PtreeUtil::ptreeToStringVector(content(R"({"l": ["x"]})").get_child("l"), kept, nullptr));
+    EXPECT_EQ(kept, (std::vector<std::string>{"keep", "x"}));
+
+    // The reader cannot tell {} from "": an empty object in a list is an
+    // empty string element.
+    out.clear();
+    EXPECT_TRUE(PtreeUtil::ptreeToStringVector(content(R"({"l": ["a", {}]})").get_child("l"), out, nullptr));
+    EXPECT_EQ(out, (std::vector<std::string>{"a", ""}));
+}
+
+// ---------------------------------------------------------------- TaskParamUtil
+
+TEST(TaskParams, CallIdAsNumberOrText) {
+    for (const char* json : {R"({"callId": 7})", R"({"callId": "7"})"}) {
+        Ptree tree = content(json);
+        int32_t callId = -1;
+        EXPECT_EQ(TaskParamUtil::removeCallId("callId", tree, true, callId, nullptr), 0) << json;
+        EXPECT_EQ(callId, 7) << json;
+        EXPECT_TRUE(tree.empty()) << json;
+    }
+    Ptree tree = content(R"({"callId": "seven"})");
+    int32_t callId = -1;
+    CapturingLog log;
+    EXPECT_EQ(TaskParamUtil::removeCallId("callId", tree, true, callId, &log), 1);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"Invalid argument callId=[seven]: numeric conversion"});
+    EXPECT_EQ(log.records().at(0).file, "src/pela/src/TaskParamUtil");
+    EXPECT_EQ(callId, -1);
+    // A missing call id is an invalid call id too.
+    tree = content(R"({"other": 1})");
+    EXPECT_EQ(TaskParamUtil::removeCallId("callId", tree, true, callId, nullptr), 1);
+    EXPECT_EQ(TaskParamUtil::removeCallId("callId", tree, false, callId, nullptr), 0);
+    EXPECT_EQ(callId, -1);
+}
+
+TEST(TaskParams, RequiredAndOptional) {
+    Ptree tree = content(R"({"present": "x"})");
+    std::string s = "default";
+    CapturingLog log;
+    EXPECT_EQ(TaskParamUtil::removeString("missing", tree, true, s, &log), 15);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"Required argument [missing] not found"});
+    EXPECT_EQ(TaskParamUtil::removeString("missing", tree, false, s, nullptr), 0);
+    EXPECT_EQ(s, "default");
+    bool b = true;
+    EXPECT_EQ(TaskParamUtil::removeBool("missing", tree, false, b, nullptr), 0);
+    EXPECT_TRUE(b);
+    uint64_t handle = 99;
+    EXPECT_EQ(TaskParamUtil::removeWindowhandle("missing", tree, false, handle, nullptr), 0);
+    EXPECT_EQ(handle, 99u);
+    EXPECT_EQ(TaskParamUtil::removeString("present", tree, true, s, nullptr), 0);
+    EXPECT_EQ(s, "x");
+    EXPECT_TRUE(PtreeUtil::checkPtreeIsEmpty(tree, nullptr));
+}
+
+TEST(TaskParams, TypedConversionsAtTheirLimits) {
+    Ptree tree = content(R"({"t": true, "T": "True", "i": 2147483648, "u": 4294967295, "u2": 4294967296,
+        "l": -9223372036854775808, "ul": 18446744073709551615, "w": "18446744073709551615", "w2": -0.5})");
+    bool b = false;
+    EXPECT_EQ(TaskParamUtil::removeBool("t", tree, true, b, nullptr), 0);
+    EXPECT_TRUE(b);
+    b = false;
+    CapturingLog log;
+    EXPECT_EQ(TaskParamUtil::removeBool("T", tree, true, b, &log), 15);
+    EXPECT_TRUE(log.contains("Invalid argument T=[True]: boolean conversion"));
+    EXPECT_FALSE(b);
+    int32_t i = 5;
+    EXPECT_EQ(TaskParamUtil::removeInt("i", tree, true, i, nullptr), 15);
+    EXPECT_EQ(i, 5);
+    uint32_t u = 5;
+    EXPECT_EQ(TaskParamUtil::removeUInt("u", tree, true, u, nullptr), 0);
+    EXPECT_EQ(u, UINT32_MAX);
+    EXPECT_EQ(TaskParamUtil::removeUInt("u2", tree, true, u, nullptr), 15);
+    int64_t l = 0;
+    EXPECT_EQ(TaskParamUtil::removeLong("l", tree, true, l, nullptr), 0);
+    EXPECT_EQ(l, INT64_MIN);
+    uint64_t ul = 0;
+    EXPECT_EQ(TaskParamUtil::removeULong("ul", tree, true, ul, nullptr), 0);
+    EXPECT_EQ(ul, UINT64_MAX);
+    uint64_t w = 0;
+    EXPECT_EQ(TaskParamUtil::removeWindowhandle("w", tree, true, w, nullptr), 0);
+    EXPECT_EQ(w, UINT64_MAX);
+    w = 3;
+    EXPECT_EQ(TaskParamUtil::removeWindowhandle("w2", tree, true, w, nullptr), 15);
+    EXPECT_EQ(w, 3u);
+    // Every key was taken out, failed or not.
+    EXPECT_TRUE(tree.empty());
+}
+
+TEST(TaskParams, AParameterGivenTwiceLeavesTheSecondBehind) {
+    Ptree tree = content(R"({"number": "1", "number": "2"})");
+    EXPECT_TRUE(PtreeUtil::containsDuplicateKey(tree, nullptr));
+    std::string number;
+    EXPECT_EQ(TaskParamUtil::removeString("number", tree, true, number, nullptr), 0);
+    EXPECT_EQ(number, "1");
+    CapturingLog log;
+    EXPECT_FALSE(PtreeUtil::checkPtreeIsEmpty(tree, &log));
+    EXPECT_TRUE(log.contains("Invalid argument: unexpected key [number]"));
+}
+
+TEST(TaskParams, AnObjectWhereAValueBelongsFailsEveryOperationAndIsRemoved) {
+    const std::string json = R"({"k": {"nested": "1"}})";
+    std::string s = "d";
+    bool b = false;
+    int32_t i = 0;
+    uint32_t u = 0;
+    int64_t l = 0;
+    uint64_t ul = 0;
+    std::vector<std::function<int(Ptree&)>> ops = {
+        [&](Ptree& t) { return TaskParamUtil::removeString("k", t, true, s, nullptr); },
+        [&](Ptree& t) { return TaskParamUtil::removeBool("k", t, true, b, nullptr); },
+        [&](Ptree& t) { return TaskParamUtil::removeInt("k", t, true, i, nullptr); },
+        [&](Ptree& t) { return TaskParamUtil::removeUInt("k", t, true, u, nullptr); },
+        [&](Ptree& t) { return TaskParamUtil::removeLong("k", t, true, l, nullptr); },
+        [&](Ptree& t) { return TaskParamUtil::removeULong("k", t, false, ul, nullptr); },
+        [&](Ptree& t) { return TaskParamUtil::removeWindowhandle("k", t, false, ul, nullptr); },
+    };
+    for (size_t n = 0; n < ops.size(); ++n) {
+        Ptree tree = content(json);
+        EXPECT_EQ(ops[n](tree), 15) << n;
+        EXPECT_TRUE(tree.empty()) << n;
+    }
+    {
+        CapturingLog log;
+        Ptree tree = content(json);
+        EXPECT_EQ(TaskParamUtil::removeString("k", tree, true, s, &log), 15);
+        EXPECT_EQ(log.texts(), (std::vector<std::string>{"Invalid argument: Expecting string, found object.",
+                                                          "Invalid argument [k]"}));
+    }
+    Ptree tree = content(json);
+    EXPECT_EQ(TaskParamUtil::removeCallId("k", tree, true, i, nullptr), 1);
+    EXPECT_EQ(s, "d");
+}
