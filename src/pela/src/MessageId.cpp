@@ -11,9 +11,11 @@ namespace tessel {
 
 namespace {
 
+// Never destroyed: framework callback threads may still build events while
+// the process runs its exit handlers.
 ozk::Mutex& idMutex() {
-    static ozk::Mutex mutex;
-    return mutex;
+    static ozk::Mutex* pMutex = new ozk::Mutex();
+    return *pMutex;
 }
 
 }  // namespace
