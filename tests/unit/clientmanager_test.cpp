@@ -1,0 +1,509 @@
+// The client registry against the real whitelist file (in a private
+// XDG_CONFIG_HOME per test) with a scripted confirmation dialog.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "AuthorizationTask.h"
+#include "CapturingLog.h"
+#include "CapturingSink.h"
+#include "ChannelClient.h"
+#include "ClientAuthWhitelist.h"
+#include "ClientInfo.h"
+#include "ClientManager.h"
+#include "ConfirmDialog.h"
+#include "SDKClientMessage.h"
+#include "StopTask.h"
+
+using namespace tessel;
+using tessel::test::CapturingLog;
+using tessel::test::CapturingSink;
+
+namespace {
+
+std::shared_ptr<ChannelClient> makeClient(const std::string& id, const std::string& hostname,
+                                          const std::string& type = "Chrome", const std::string& url = "",
+                                          const std::string& name = "") {
+    auto client = std::make_shared<ChannelClient>();
+    client->setId(id);
+    client->setHostname(hostname);
+    client->setType(type);
+    client->setUrl(url);
+    client->setName(name);
+    return client;
+}
+
+// Threads that answer dialogs in the background; joined by the fixture so no
+// thread outlives the test.
+class AnswerThreads {
+public:
+    void spawn(std::function<void()> work) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_threads.emplace_back(std::move(work));
+    }
+    void joinAll() {
+        std::vector<std::thread> threads;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            threads.swap(m_threads);
+        }
+        for (auto& t : threads) {
+            t.join();
+        }
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::thread> m_threads;
+};
+
+class FakeDialog : public ConfirmDialog {
+public:
+    enum class OnEnd { Nothing, CancelFromOtherThread };
+
+    FakeDialog(OnEnd onEnd, AnswerThreads& threads) : m_onEnd(onEnd), m_threads(threads) {}
+
+    void setLog(ILog* log) override { m_log = log; }
+    void endConfirmLoadDialog() override {
+        ++endCount;
+        if (m_onEnd == OnEnd::CancelFromOtherThread && callback) {
+            ConfirmLoadCallback cb = callback;
+            ConfirmLoadParams p = params;
+            m_threads.spawn([cb, p] { (*cb)(p.site, true, false, false, p.domain); });
+        }
+    }
+    void showConfirmLoadDialog(const ConfirmLoadParams& p, ConfirmLoadCallback cb) override {
+        ++showCount;
+        params = p;
+        callback = cb;
+    }
+
+    // The user's answer, delivered as the desktop dialog does (site, then domain back).
+    void answer(bool userConfirm, bool remember) {
+        ConfirmLoadCallback cb = callback;
+        ConfirmLoadParams p = params;
+        (*cb)(p.site, false, userConfirm, remember, p.domain);
+    }
+
+    ConfirmLoadParams params;
+    ConfirmLoadCallback callback;
+    int showCount = 0;
+    int endCount = 0;
+    ILog* m_log = nullptr;
+
+private:
+    OnEnd m_onEnd;
+    AnswerThreads& m_threads;
+};
+
+class ClientManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/clientmanager_test.XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        m_configDir = pattern;
+        const char* old = getenv("XDG_CONFIG_HOME");
+        m_hadOldConfig = old != nullptr;
+        if (old) {
+            m_oldConfig = old;
+        }
+        setenv("XDG_CONFIG_HOME", m_configDir.c_str(), 1);
+        setenv("LC_ALL", "C", 1);
+
+        spSink = std::make_shared<CapturingSink>();
+        spManager = std::make_shared<ClientManager>();
+        spManager->setLog(&log);
+        spManager->setTaskInSink(spSink);
+        spManager->setDialogFactory([this] {
+            auto dialog = std::make_shared<FakeDialog>(onEnd, threads);
+            dialogs.push_back(dialog);
+            return dialog;
+        });
+    }
+
+    void TearDown() override {
+        threads.joinAll();
+        spManager.reset();
+        dialogs.clear();
+        std::filesystem::remove_all(m_configDir);
+        if (m_hadOldConfig) {
+            setenv("XDG_CONFIG_HOME", m_oldConfig.c_str(), 1);
+        } else {
+            unsetenv("XDG_CONFIG_HOME");
+        }
+        unsetenv("LC_ALL");
+    }
+
+    AuthStatus status(const std::string& id) { return spManager->getClientAuthStatus(makeClient(id, "", "")); }
+
+    bool whitelisted(const std::string& host) { return ClientAuthWhitelist::isSiteWhitelisted(widen(host), nullptr); }
+    static std::wstring widen(const std::string& s) { return std::wstring(s.begin(), s.end()); }
+
+    // The authorization decisions queued so far, as (clientId, authorized text).
+    std::vector<std::pair<std::string, std::string>> firedAuthorizations() {
+        std::vector<std::pair<std::string, std::string>> out;
+        for (const auto& task : spSink->tasksOf<AuthorizationTask>()) {
+            auto content = task->getTaskContext()->getSDKClientMessage()->getContent();
+            out.emplace_back(content->get<std::string>("clientId"), content->get<std::string>("authorized"));
+            EXPECT_EQ(content->size(), 2u);
+        }
+        return out;
+    }
+
+    CapturingLog log;
+    std::shared_ptr<CapturingSink> spSink;
+    std::shared_ptr<ClientManager> spManager;
+    AnswerThreads threads;
+    FakeDialog::OnEnd onEnd = FakeDialog::OnEnd::Nothing;
+    std::vector<std::shared_ptr<FakeDialog>> dialogs;
+
+private:
+    std::string m_configDir;
+    std::string m_oldConfig;
+    bool m_hadOldConfig = false;
+};
+
+typedef std::pair<std::string, std::string> Fired;
+
+}  // namespace
+
+TEST(ClientInfoTest, StatusOrderAndRendering) {
+    ClientInfo info;
+    info.setId("c1");
+    EXPECT_EQ(info.getAuthStatus(), MustShowAuth);
+    EXPECT_EQ(info.toString(), "id=[c1] authorized=false denied=false authPending=false");
+
+    info.setIsAuthPending(true);
+    EXPECT_EQ(info.getAuthStatus(), UserAuthPending);
+    info.setIsAuthorized(true);
+    EXPECT_EQ(info.getAuthStatus(), UserAuthorized);  // authorized wins over an open dialog
+    info.setIsDenied(true);
+    EXPECT_EQ(info.getAuthStatus(), UserDenied);  // denial wins over everything
+
+    info.setUrl("https://a.example/p");
+    info.setHostname("a.example");
+    info.setName("page");
+    info.setIsChrome(true);
+    EXPECT_EQ(info.toString(),
+              "id=[c1] url=[https://a.example/p] hostname=[a.example] name=[page] isChrome=true"
+              " authorized=true denied=true authPending=true");
+
+    EXPECT_STREQ(authStatusToString(UserDenied), "UserDenied");
+    EXPECT_STREQ(authStatusToString(UserAuthorized), "UserAuthorized");
+    EXPECT_STREQ(authStatusToString(UserAuthPending), "UserAuthPending");
+    EXPECT_STREQ(authStatusToString(MustShowAuth), "MustShowAuth");
+    EXPECT_STREQ(authStatusToString(4), "???");
+    EXPECT_STREQ(authStatusToString(-1), "???");
+}
+
+TEST_F(ClientManagerTest, RegistrationByTypeAndWhitelist) {
+    ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
+
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("a", "plain.example", "Chrome")));
+    EXPECT_EQ(status("a"), MustShowAuth);
+    EXPECT_TRUE(log.contains("Client is not whitelisted."));
+
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("b", "plain.example", "")));
+    EXPECT_EQ(status("b"), MustShowAuth);
+
+    // Wrong letter case is an unknown type: registered, but denied.
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("c", "trusted.example", "chrome")));
+    EXPECT_EQ(status("c"), UserDenied);
+    EXPECT_TRUE(log.contains("Unknown client type [chrome]. Client denied."));
+
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("d", "trusted.example", "Chrome")));
+    EXPECT_EQ(status("d"), UserAuthorized);
+    EXPECT_TRUE(log.contains("Client is whitelisted."));
+
+    // Host names are keys as sent: another letter case is another site.
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("e", "Trusted.example", "Chrome")));
+    EXPECT_EQ(status("e"), MustShowAuth);
+
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("f", "", "Chrome")));
+    EXPECT_EQ(status("f"), MustShowAuth);
+    EXPECT_TRUE(log.contains("client.hostname not specified, unable to check whitelist"));
+
+    EXPECT_EQ(spManager->getClientCount(), 6u);
+    EXPECT_EQ(spManager->getAuthorizedClientIds(), std::vector<std::string>{"d"});
+    EXPECT_TRUE(log.contains("registering client=[id=[d] hostname=[trusted.example] isChrome=true authorized=true "
+                             "denied=false authPending=false]"));
+}
+
+TEST_F(ClientManagerTest, RejectsMissingClientAndReportsUnknownAsDenied) {
+    EXPECT_FALSE(spManager->registerChannelClient(nullptr));
+    EXPECT_TRUE(log.contains("UNEXPECTED registerChannelClient empty spChannelClient"));
+    EXPECT_FALSE(spManager->registerChannelClient(makeClient("", "h.example")));
+    EXPECT_TRUE(log.contains("UNEXPECTED client.id empty. Unable to register client."));
+    EXPECT_EQ(spManager->getClientCount(), 0u);
+
+    EXPECT_EQ(spManager->getClientAuthStatus(nullptr), UserDenied);
+    EXPECT_EQ(status("nobody"), UserDenied);
+    EXPECT_TRUE(log.contains("getClientAuthStatus client not registered: ["));
+
+    spManager->showUserAuthorization(nullptr);
+    spManager->showUserAuthorization(makeClient("nobody", "h.example"));
+    EXPECT_TRUE(log.contains("UNEXPECTED showUserAuthorization client not registered: ["));
+    EXPECT_TRUE(dialogs.empty());
+    EXPECT_EQ(spSink->size(), 0u);
+
+    EXPECT_FALSE(spManager->unregisterChannelClient(nullptr));
+    EXPECT_FALSE(spManager->unregisterChannelClient(makeClient("", "h.example")));
+    EXPECT_FALSE(spManager->unregisterChannelClient(makeClient("nobody", "h.example")));
+    EXPECT_TRUE(log.contains("UNEXPECTED client ID not registered. Nothing to unregister."));
+    EXPECT_EQ(spSink->size(), 0u);
+}
+
+TEST_F(ClientManagerTest, IdentityIsPinnedOnceKnown) {
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example", "Chrome", "", "page")));
+
+    // Empty fields in a later envelope never reject.
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("a", "", "", "", "")));
+    EXPECT_TRUE(log.contains("Client already registered [id=[a] hostname=[h.example] name=[page] isChrome=true"));
+
+    // The url would be filled in, but the name differs: rejected as a whole.
+    EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "h.example", "", "https://h.example/1", "other")));
+    EXPECT_TRUE(log.contains("UClient name=[other] differs from name already registered [page] for id=[a]. "
+                             "Reject client."));
+    // So the url is still free and the first one given now sticks.
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("a", "", "", "https://h.example/2", "")));
+    EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "", "", "https://h.example/1", "")));
+    EXPECT_TRUE(log.contains("Client URL=[https://h.example/1] differs from URL already registered "
+                             "[https://h.example/2] for id=[a]. Reject client."));
+
+    EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "evil.example", "", "", "")));
+    EXPECT_TRUE(log.contains("Client hostname=[evil.example] differs from hostname already registered "
+                             "[h.example] for id=[a]. Reject client."));
+
+    // A rejected envelope must not have changed the type either.
+    EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "evil.example", "Firefox")));
+    EXPECT_EQ(status("a"), MustShowAuth);
+    EXPECT_EQ(spManager->getClientCount(), 1u);
+}
+
+TEST_F(ClientManagerTest, TypeChangesOfKnownClients) {
+    ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
+
+    // Unconfirmed entry may still declare itself Chrome.
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("u", "plain.example", "")));
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("u", "", "Chrome")));
+    EXPECT_EQ(status("u"), MustShowAuth);
+    EXPECT_TRUE(log.contains("Client = [id=[u] hostname=[plain.example] isChrome=true authorized=false"));
+
+    // An authorized one may not: the user's decision was about something else.
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("w", "trusted.example", "")));
+    ASSERT_EQ(status("w"), UserAuthorized);
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("w", "", "Chrome")));
+    EXPECT_EQ(status("w"), UserDenied);
+    EXPECT_TRUE(log.contains("Client type changing after being authorized. Client denied."));
+
+    // Nor one with a dialog open.
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("p", "plain.example", "")));
+    spManager->showUserAuthorization(makeClient("p", ""));
+    ASSERT_EQ(status("p"), UserAuthPending);
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("p", "", "Chrome")));
+    EXPECT_EQ(status("p"), UserDenied);
+
+    // Chrome on a Chrome entry changes nothing; any other type denies.
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("c", "trusted.example", "Chrome")));
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("c", "", "Chrome")));
+    EXPECT_EQ(status("c"), UserAuthorized);
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("c", "", "Firefox")));
+    EXPECT_EQ(status("c"), UserDenied);
+    EXPECT_TRUE(log.contains("Unknown client type [Firefox]. Changing client to denied."));
+
+    // There is no way back out of denied while the id is known.
+    EXPECT_TRUE(spManager->registerChannelClient(makeClient("c", "", "Chrome")));
+    EXPECT_EQ(status("c"), UserDenied);
+    EXPECT_TRUE(spManager->getAuthorizedClientIds().empty());
+}
+
+TEST_F(ClientManagerTest, DialogIsOpenedOnceWithLocalizedParameters) {
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example", "Chrome")));
+    spManager->showUserAuthorization(makeClient("a", "h.example"));
+    spManager->showUserAuthorization(makeClient("a", "h.example"));
+
+    ASSERT_EQ(dialogs.size(), 1u);
+    FakeDialog& dialog = *dialogs[0];
+    EXPECT_EQ(dialog.showCount, 1);
+    EXPECT_EQ(dialog.m_log, &log);
+    EXPECT_EQ(dialog.params.site, "a");
+    EXPECT_EQ(dialog.params.domain, L"h.example");
+    EXPECT_EQ(dialog.params.message, L"h.example wants to access your microphone and camera.");
+    EXPECT_FALSE(dialog.params.title.empty());
+    EXPECT_FALSE(dialog.params.denyButton.empty());
+    EXPECT_FALSE(dialog.params.allowButton.empty());
+    EXPECT_FALSE(dialog.params.alwaysAllowButton.empty());
+    EXPECT_FALSE(dialog.params.rtl);
+    EXPECT_TRUE(log.contains("Open ACD for clientId=[a] locale=en-US rtl=0"));
+    EXPECT_TRUE(log.contains("Done open ACD for clientId=[a]"));
+    EXPECT_TRUE(log.contains("ACD is already open for client id=[a]"));
+    EXPECT_EQ(status("a"), UserAuthPending);
+    EXPECT_EQ(spSink->size(), 0u);
+}
+
+TEST_F(ClientManagerTest, RightToLeftLocaleReachesTheDialog) {
+    setenv("LC_ALL", "ar_EG.UTF-8", 1);
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example", "Chrome")));
+    spManager->showUserAuthorization(makeClient("a", ""));
+    ASSERT_EQ(dialogs.size(), 1u);
+    EXPECT_TRUE(dialogs[0]->params.rtl);
+    EXPECT_EQ(dialogs[0]->params.message.find(L"{domain}"), std::wstring::npos);
+    EXPECT_NE(dialogs[0]->params.message.find(L"h.example"), std::wstring::npos);
+    EXPECT_TRUE(log.contains("Open ACD for clientId=[a] locale=ar-EG rtl=1"));
+}
+
+TEST_F(ClientManagerTest, ShowUserAuthorizationWithoutDialog) {
+    ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("ok", "trusted.example")));
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("no", "plain.example", "Safari")));
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("nohost", "")));
+
+    spManager->showUserAuthorization(makeClient("ok", ""));
+    spManager->showUserAuthorization(makeClient("no", ""));
+    spManager->showUserAuthorization(makeClient("nohost", ""));
+
+    EXPECT_TRUE(dialogs.empty());
+    EXPECT_EQ(firedAuthorizations(), (std::vector<Fired>{{"ok", "true"}, {"no", "false"}}));
+    EXPECT_TRUE(log.contains("Client id=[ok] already authorized."));
+    EXPECT_TRUE(log.contains("Client id=[no] hostname=[plain.example] already denied. Cannot authorize a second time."));
+    EXPECT_TRUE(log.contains("No hostname registered for client. Unable to check authorization"));
+    EXPECT_EQ(status("nohost"), MustShowAuth);
+}
+
+TEST_F(ClientManagerTest, SiteWhitelistedAfterRegistrationStillShowsDialog) {
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "late.example")));
+    ClientAuthWhitelist::whitelistSite(L"late.example", nullptr);
+    spManager->showUserAuthorization(makeClient("a", ""));
+    EXPECT_EQ(dialogs.size(), 1u);
+    EXPECT_EQ(status("a"), UserAuthorized);
+}
+
+TEST_F(ClientManagerTest, DialogAnswersUpdateStateAndWhitelist) {
+    for (const char* id : {"allow", "remember", "deny"}) {
+        ASSERT_TRUE(spManager->registerChannelClient(makeClient(id, std::string(id) + ".example")));
+        spManager->showUserAuthorization(makeClient(id, ""));
+    }
+    ASSERT_EQ(dialogs.size(), 3u);
+    // Allowed "always" from another host process while our dialog was up.
+    ClientAuthWhitelist::whitelistSite(L"deny.example", nullptr);
+
+    dialogs[0]->answer(true, false);
+    dialogs[1]->answer(true, true);
+    dialogs[2]->answer(false, false);
+
+    EXPECT_EQ(status("allow"), UserAuthorized);
+    EXPECT_EQ(status("remember"), UserAuthorized);
+    EXPECT_EQ(status("deny"), UserDenied);
+    EXPECT_FALSE(whitelisted("allow.example"));
+    EXPECT_TRUE(whitelisted("remember.example"));
+    EXPECT_FALSE(whitelisted("deny.example"));
+    EXPECT_TRUE(log.contains("Authorize client for this session only."));
+    EXPECT_TRUE(log.contains("Authorize and whitelist client."));
+    EXPECT_TRUE(log.contains("Client not authorized. Remove site from whitelist."));
+    EXPECT_TRUE(log.contains("confirmLoadCallback clientId=remember site=[remember.example] cancelled=false "
+                             "userConfirm=true remember=true"));
+
+    std::ifstream in(ClientAuthWhitelist::getPreferencesPath());
+    std::stringstream stored;
+    stored << in.rdbuf();
+    EXPECT_NE(stored.str().find("AlwaysAllow_remember.example"), std::string::npos) << stored.str();
+
+    EXPECT_EQ(firedAuthorizations(),
+              (std::vector<Fired>{{"allow", "true"}, {"remember", "true"}, {"deny", "false"}}));
+    EXPECT_EQ(spManager->getAuthorizedClientIds(), (std::vector<std::string>{"allow", "remember"}));
+
+    spManager->confirmLoadCallback("ghost", false, true, true, L"ghost.example");
+    EXPECT_TRUE(log.contains("confirmLoadCallback client ID not registered: [ghost]. Nothing more to do."));
+    EXPECT_FALSE(whitelisted("ghost.example"));
+}
+
+TEST_F(ClientManagerTest, UnregisterCancelsOpenDialogFromAnotherThread) {
+    onEnd = FakeDialog::OnEnd::CancelFromOtherThread;
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example")));
+    spManager->showUserAuthorization(makeClient("a", ""));
+    ASSERT_EQ(dialogs.size(), 1u);
+
+    EXPECT_TRUE(spManager->unregisterChannelClient(makeClient("a", "")));
+
+    EXPECT_EQ(dialogs[0]->endCount, 1);
+    EXPECT_EQ(spManager->getClientCount(), 0u);
+    EXPECT_TRUE(log.contains("ACD is open for client id=[a]. Close it."));
+    EXPECT_TRUE(log.contains("Set ACD shutdown event"));
+    EXPECT_FALSE(log.contains("UNEXPECTED ACD for client id=[a] did not close"));
+    // The answer arrived before the entry was dropped.
+    EXPECT_LT(log.indexOf("ACD cancelled for client id=[a]"), log.indexOf("clients remaining: total=0 registered=0"));
+    EXPECT_TRUE(firedAuthorizations().empty());
+    EXPECT_EQ(spSink->tasksOf<StopTask>().size(), 1u);
+
+    // Back as a new page: a fresh dialog, no leftovers.
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example")));
+    EXPECT_EQ(status("a"), MustShowAuth);
+    spManager->showUserAuthorization(makeClient("a", ""));
+    EXPECT_EQ(dialogs.size(), 2u);
+    EXPECT_FALSE(log.contains("UNEXPECTED ACD object already exists"));
+}
+
+TEST_F(ClientManagerTest, UnregisterGivesUpOnDialogThatNeverAnswers) {
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example")));
+    spManager->showUserAuthorization(makeClient("a", ""));
+    ASSERT_EQ(dialogs.size(), 1u);
+
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(spManager->unregisterChannelClient(makeClient("a", "")));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    EXPECT_TRUE(log.contains("UNEXPECTED ACD for client id=[a] did not close"));
+    EXPECT_EQ(spManager->getClientCount(), 0u);
+
+    // Its answer, when it finally comes, finds nobody.
+    dialogs[0]->answer(true, true);
+    EXPECT_TRUE(firedAuthorizations().empty());
+    EXPECT_FALSE(whitelisted("h.example"));
+}
+
+TEST_F(ClientManagerTest, StopIsQueuedWhenLastAuthorizedClientLeaves) {
+    ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("auth1", "trusted.example")));
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("auth2", "trusted.example")));
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("un1", "plain.example")));
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("un2", "plain.example")));
+
+    EXPECT_TRUE(spManager->unregisterChannelClient(makeClient("un1", "")));
+    EXPECT_TRUE(spManager->unregisterChannelClient(makeClient("auth1", "")));
+    EXPECT_TRUE(spSink->tasksOf<StopTask>().empty());
+    EXPECT_TRUE(log.contains("clients remaining: total=2 registered=1"));
+
+    EXPECT_TRUE(spManager->unregisterChannelClient(makeClient("auth2", "")));
+    ASSERT_EQ(spSink->tasksOf<StopTask>().size(), 1u);
+    EXPECT_TRUE(log.contains("clients remaining: total=1 registered=0"));
+    auto stopContent = spSink->tasksOf<StopTask>()[0]->getTaskContext()->getSDKClientMessage()->getContent();
+    ASSERT_TRUE(stopContent);
+    EXPECT_TRUE(stopContent->empty());
+}
+
+TEST_F(ClientManagerTest, WithoutSinkDecisionsAreOnlyLogged) {
+    auto manager = std::make_shared<ClientManager>();
+    manager->setLog(&log);
+    ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
+    ASSERT_TRUE(manager->registerChannelClient(makeClient("a", "trusted.example")));
+    manager->showUserAuthorization(makeClient("a", ""));
+    EXPECT_TRUE(log.contains("_fireAuthorization bAuthorized=1"));
+    EXPECT_TRUE(manager->unregisterChannelClient(makeClient("a", "")));
+    EXPECT_TRUE(log.contains("_fireStop"));
+    EXPECT_EQ(log.count("No task sink. Ignore event."), 2u);
+}
+
+TEST_F(ClientManagerTest, AnswerAfterManagerIsGoneIsHarmless) {
+    ASSERT_TRUE(spManager->registerChannelClient(makeClient("a", "h.example")));
+    spManager->showUserAuthorization(makeClient("a", ""));
+    ASSERT_EQ(dialogs.size(), 1u);
+    spManager.reset();
+    dialogs[0]->answer(true, true);
+    EXPECT_EQ(spSink->size(), 0u);
+    EXPECT_FALSE(whitelisted("h.example"));
+}

@@ -1,0 +1,418 @@
+// The session tasks with the real client registry, a counting framework client
+// and a sink that collects the outbound JSON texts.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "AuthorizationTask.h"
+#include "CapturingLog.h"
+#include "CapturingSink.h"
+#include "ChannelClient.h"
+#include "ClientAuthWhitelist.h"
+#include "ClientManager.h"
+#include "ConfirmDialog.h"
+#include "FakeZepWCmdClient.h"
+#include "GetUserAuthStatusTask.h"
+#include "GetVersionTask.h"
+#include "InitTask.h"
+#include "SDKClientMessage.h"
+#include "ShowUserAuthorizationTask.h"
+#include "StopTask.h"
+#include "TaskContext.h"
+
+using namespace tessel;
+using tessel::test::CapturingLog;
+using tessel::test::CapturingSink;
+using tessel::test::FakeZepWCmdClient;
+
+namespace {
+
+// Remembers the answer callback so a test can play the user.
+class ScriptedDialog : public ConfirmDialog {
+public:
+    void setLog(ILog*) override {}
+    void endConfirmLoadDialog() override {}
+    void showConfirmLoadDialog(const ConfirmLoadParams& p, ConfirmLoadCallback cb) override {
+        params = p;
+        callback = cb;
+    }
+    void answer(bool userConfirm, bool remember) { (*callback)(params.site, false, userConfirm, remember, params.domain); }
+
+    ConfirmLoadParams params;
+    ConfirmLoadCallback callback;
+};
+
+// The raw JSON spelling of a member, so typed booleans are told from strings.
+std::string rawValue(const std::string& json, const std::string& key) {
+    const std::string quoted = "\"" + key + "\"";
+    size_t pos = json.find(quoted);
+    if (pos == std::string::npos) {
+        return "<absent>";
+    }
+    pos = json.find_first_not_of(" \t\n", pos + quoted.size());
+    if (pos == std::string::npos || json[pos] != ':') {
+        return "<absent>";
+    }
+    pos = json.find_first_not_of(" \t\n", pos + 1);
+    if (pos == std::string::npos) {
+        return "<absent>";
+    }
+    const size_t end = json[pos] == '"' ? json.find('"', pos + 1) + 1 : json.find_first_of(",}\n", pos);
+    return json.substr(pos, end - pos);
+}
+
+class SessionTasksTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/sessiontasks_test.XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        m_configDir = pattern;
+        setenv("XDG_CONFIG_HOME", m_configDir.c_str(), 1);
+
+        spOut = std::make_shared<CapturingSink>();
+        spIn = std::make_shared<CapturingSink>();
+        spZep = std::make_shared<FakeZepWCmdClient>();
+        spManager = std::make_shared<ClientManager>();
+        spManager->setLog(&log);
+        spManager->setTaskInSink(spIn);
+        spManager->setDialogFactory([this] {
+            auto dialog = std::make_shared<ScriptedDialog>();
+            dialogs.push_back(dialog);
+            return dialog;
+        });
+        ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
+    }
+
+    void TearDown() override {
+        spManager.reset();
+        std::filesystem::remove_all(m_configDir);
+        unsetenv("XDG_CONFIG_HOME");
+    }
+
+    std::shared_ptr<ChannelClient> registered(const std::string& id, const std::string& hostname,
+                                              const std::string& type = "Chrome") {
+        auto client = std::make_shared<ChannelClient>();
+        client->setId(id);
+        client->setHostname(hostname);
+        client->setType(type);
+        EXPECT_TRUE(spManager->registerChannelClient(client));
+        return client;
+    }
+
+    // A context as the dispatcher and the task handler together build it.
+    std::shared_ptr<TaskContext> context(std::shared_ptr<ChannelClient> client, const std::string& name,
+                                         std::shared_ptr<Ptree> content = nullptr) {
+        auto request = std::make_shared<SDKClientMessage>();
+        request->setName(name);
+        request->setMessageId("m-" + name);
+        request->setContent(content);
+        auto ctx = std::make_shared<TaskContext>();
+        ctx->setLog(&log);
+        ctx->setTaskDoneSink(spOut);
+        ctx->setZepCmdcli(spZep);
+        ctx->setClientManager(spManager);
+        ctx->setChannelClient(client);
+        ctx->setSDKClientMessage(request);
+        return ctx;
+    }
+
+    template <class T>
+    void run(std::shared_ptr<ITaskContext> ctx) {
+        T task;
+        task.setContext(ctx);
+        task.execute();
+    }
+
+    static std::shared_ptr<Ptree> tree(std::initializer_list<std::pair<std::string, std::string>> members) {
+        auto t = std::make_shared<Ptree>();
+        for (const auto& m : members) {
+            t->push_back(std::make_pair(m.first, Ptree(m.second)));
+        }
+        return t;
+    }
+
+    static const Ptree& server(const Ptree& message) { return message.get_child("norvaChannelMessage.norvaSDKServerMessage"); }
+
+    CapturingLog log;
+    std::shared_ptr<CapturingSink> spOut;
+    std::shared_ptr<CapturingSink> spIn;
+    std::shared_ptr<FakeZepWCmdClient> spZep;
+    std::shared_ptr<ClientManager> spManager;
+    std::vector<std::shared_ptr<ScriptedDialog>> dialogs;
+
+private:
+    std::string m_configDir;
+};
+
+}  // namespace
+
+TEST_F(SessionTasksTest, InitStartsFrameworkOnlyForWhitelistedSite) {
+    auto trusted = registered("t", "trusted.example");
+    auto plain = registered("p", "plain.example");
+
+    run<InitTask>(context(plain, "init"));
+    EXPECT_EQ(spZep->startCount(), 0);
+    run<InitTask>(context(trusted, "init", tree({{"anything", "goes"}})));
+    EXPECT_EQ(spZep->startCount(), 1);
+    EXPECT_TRUE(log.contains("Domain whitelisted - Starting Zep"));
+    run<InitTask>(context(trusted, "init"));
+    EXPECT_EQ(spZep->startCount(), 1);  // already running
+
+    auto messages = spOut->messages();
+    ASSERT_EQ(messages.size(), 3u);
+    EXPECT_EQ(messages[0].get<std::string>("norvaChannelMessage.client.id"), "p");
+    EXPECT_EQ(server(messages[0]).get<std::string>("replyToMessageId"), "m-init");
+    EXPECT_EQ(server(messages[0]).get<std::string>("name"), "init");
+    EXPECT_EQ(server(messages[0]).count("error"), 0u);
+    EXPECT_EQ(server(messages[0]).get<std::string>("content.userauthstatus"), "MustShowAuth");
+    EXPECT_EQ(server(messages[1]).get<std::string>("content.userauthstatus"), "UserAuthorized");
+
+    const Ptree& content = server(messages[1]).get_child("content");
+    EXPECT_EQ(content.get<std::string>("version.plugin"), "4.0.0.577");
+    EXPECT_EQ(content.get<std::string>("version.plugin_revision"), "217040");
+    EXPECT_EQ(content.get<std::string>("version.system_release"), "Norva Voice System Release 11.0 EAP1");
+    EXPECT_EQ(content.get<std::string>("instanceId"), std::to_string(getpid()));
+    EXPECT_EQ(server(messages[0]).get<std::string>("content.instanceId"), std::to_string(getpid()));
+}
+
+TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
+    auto client = registered("c", "plain.example");
+    for (bool chrome : {true, false}) {
+        spOut->clear();
+        auto ctx = context(client, "init");
+        ctx->setIsRunByChrome(chrome);
+        run<InitTask>(ctx);
+        auto texts = spOut->texts();
+        ASSERT_EQ(texts.size(), 1u);
+        const std::string& json = texts[0];
+        const std::string yes = chrome ? "true" : "false";
+        const std::string no = chrome ? "false" : "true";
+        EXPECT_EQ(rawValue(json, "video"), "true");
+        EXPECT_EQ(rawValue(json, "multireg"), "true");
+        EXPECT_EQ(rawValue(json, "delayedUserAuth"), "true");
+        EXPECT_EQ(rawValue(json, "certValidation"), "true");
+        EXPECT_EQ(rawValue(json, "videoPluginObject"), no);
+        EXPECT_EQ(rawValue(json, "externalWindowDocking"), yes);
+        EXPECT_EQ(rawValue(json, "showingDockingTarget"), "true");
+        EXPECT_EQ(rawValue(json, "ringtoneSelection"), "false");
+        EXPECT_EQ(rawValue(json, "ringOnAllDevices"), "false");
+        EXPECT_EQ(spOut->messages()[0].get_child("norvaChannelMessage.norvaSDKServerMessage.content.capabilities").size(),
+                  9u);
+    }
+}
+
+TEST_F(SessionTasksTest, InitWithMissingCollaborators) {
+    auto client = registered("c", "trusted.example");
+
+    auto noManager = context(client, "init");
+    noManager->setClientManager(nullptr);
+    run<InitTask>(noManager);
+    EXPECT_TRUE(log.contains("UNEXPECTED InitTask::execute context contains no ClientManager. Unable to process request."));
+    auto messages = spOut->messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError");
+
+    spOut->clear();
+    auto noZep = context(client, "init");
+    noZep->setZepCmdcli(nullptr);
+    run<InitTask>(noZep);
+    EXPECT_TRUE(log.contains("UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request."));
+    EXPECT_EQ(spOut->size(), 0u);
+
+    run<InitTask>(context(nullptr, "init"));
+    EXPECT_TRUE(log.contains("UNEXPECTED InitTask::execute context contains no ChannelClient. Unable to process request."));
+    EXPECT_EQ(spOut->size(), 0u);
+    EXPECT_EQ(spZep->startCount(), 0);
+}
+
+TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
+    auto trusted = registered("t", "trusted.example");
+    auto denied = registered("d", "plain.example", "Opera");
+    auto fresh = registered("f", "plain.example");
+
+    run<ShowUserAuthorizationTask>(context(trusted, "showUserAuthorization"));
+    EXPECT_EQ(spZep->startCount(), 1);
+    EXPECT_TRUE(log.contains("Client authorization status = UserAuthorized"));
+    auto texts = spOut->texts();
+    ASSERT_EQ(texts.size(), 2u);  // the event first, then the reply
+    auto messages = spOut->messages();
+    EXPECT_EQ(messages[0].get<std::string>("norvaChannelMessage.client.id"), "t");
+    EXPECT_EQ(server(messages[0]).get<std::string>("name"), "userauthorized");
+    EXPECT_EQ(server(messages[0]).count("replyToMessageId"), 0u);
+    EXPECT_EQ(rawValue(texts[0], "content"), "true");
+    EXPECT_EQ(server(messages[1]).get<std::string>("replyToMessageId"), "m-showUserAuthorization");
+    EXPECT_EQ(server(messages[1]).count("content"), 0u);
+    EXPECT_EQ(server(messages[1]).count("error"), 0u);
+
+    spOut->clear();
+    run<ShowUserAuthorizationTask>(context(denied, "showUserAuthorization"));
+    texts = spOut->texts();
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_EQ(rawValue(texts[0], "content"), "false");
+    EXPECT_EQ(spZep->startCount(), 1);
+
+    // Must show: the dialog opens and the page hears nothing but the reply.
+    spOut->clear();
+    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
+    EXPECT_EQ(dialogs.size(), 1u);
+    EXPECT_EQ(spOut->texts().size(), 1u);
+
+    // Pending: still just the reply.
+    spOut->clear();
+    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
+    EXPECT_TRUE(log.contains("Client authorization status = UserAuthPending"));
+    EXPECT_EQ(dialogs.size(), 1u);
+    messages = spOut->messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(server(messages[0]).get<std::string>("name"), "showUserAuthorization");
+}
+
+TEST_F(SessionTasksTest, ShowUserAuthorizationRejectsContentAndMissingItems) {
+    auto fresh = registered("f", "plain.example");
+    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", tree({{"x", "1"}})));
+    EXPECT_TRUE(log.contains("Syntax error: no input content should be specified"));
+    auto messages = spOut->messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError");
+    EXPECT_TRUE(dialogs.empty());
+
+    spOut->clear();
+    auto noZep = context(fresh, "showUserAuthorization");
+    noZep->setZepCmdcli(nullptr);
+    run<ShowUserAuthorizationTask>(noZep);
+    EXPECT_TRUE(log.contains("UNEXPECTED ShowUserAuthorizationTask::execute no spZepCmdcli"));
+    EXPECT_EQ(spOut->size(), 0u);
+    EXPECT_TRUE(dialogs.empty());
+
+    auto noManager = context(fresh, "showUserAuthorization");
+    noManager->setClientManager(nullptr);
+    run<ShowUserAuthorizationTask>(noManager);
+    EXPECT_TRUE(log.contains("UNEXPECTED ShowUserAuthorizationTask::execute no spClientManager"));
+    ASSERT_EQ(spOut->size(), 1u);
+    EXPECT_EQ(server(spOut->messages()[0]).get<std::string>("error"), "eSyntaxError");
+}
+
+TEST_F(SessionTasksTest, GetUserAuthStatusAndGetVersion) {
+    auto trusted = registered("t", "trusted.example");
+    auto fresh = registered("f", "plain.example");
+    auto stranger = std::make_shared<ChannelClient>();
+    stranger->setId("nobody");
+
+    run<GetUserAuthStatusTask>(context(trusted, "getUserAuthStatus"));
+    run<GetUserAuthStatusTask>(context(fresh, "getUserAuthStatus", std::make_shared<Ptree>()));
+    run<GetUserAuthStatusTask>(context(stranger, "getUserAuthStatus"));
+    run<GetUserAuthStatusTask>(context(fresh, "getUserAuthStatus", tree({{"x", "1"}})));
+    auto messages = spOut->messages();
+    ASSERT_EQ(messages.size(), 4u);
+    EXPECT_EQ(server(messages[0]).get<std::string>("content"), "UserAuthorized");
+    EXPECT_EQ(server(messages[1]).get<std::string>("content"), "MustShowAuth");
+    EXPECT_EQ(server(messages[2]).get<std::string>("content"), "UserDenied");
+    EXPECT_EQ(server(messages[3]).get<std::string>("error"), "eSyntaxError");
+    EXPECT_EQ(server(messages[3]).count("content"), 0u);
+
+    spOut->clear();
+    run<GetVersionTask>(context(fresh, "getVersion"));
+    run<GetVersionTask>(context(fresh, "getVersion", tree({{"verbose", "true"}})));
+    messages = spOut->messages();
+    ASSERT_EQ(messages.size(), 2u);
+    const Ptree& version = server(messages[0]).get_child("content.version");
+    EXPECT_EQ(version.size(), 3u);
+    EXPECT_EQ(version.get<std::string>("plugin"), "4.0.0.577");
+    EXPECT_EQ(version.get<std::string>("plugin_revision"), "217040");
+    EXPECT_EQ(version.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
+    EXPECT_EQ(server(messages[1]).get<std::string>("error"), "eSyntaxError");
+    EXPECT_TRUE(log.contains("GetVersionTask::execute"));
+}
+
+TEST_F(SessionTasksTest, AuthorizationTaskStartsAndTellsTheClient) {
+    auto ctx = [&](std::shared_ptr<Ptree> content) {
+        auto c = context(nullptr, "", content);
+        c->setClientManager(nullptr);  // the task must not need it
+        return c;
+    };
+
+    run<AuthorizationTask>(ctx(tree({{"clientId", "a"}, {"authorized", "false"}})));
+    EXPECT_EQ(spZep->startCount(), 0);
+    run<AuthorizationTask>(ctx(tree({{"clientId", "a"}, {"authorized", "true"}})));
+    EXPECT_EQ(spZep->startCount(), 1);
+    EXPECT_TRUE(log.contains("Starting Zep"));
+    run<AuthorizationTask>(ctx(tree({{"clientId", "b"}, {"authorized", "true"}})));
+    EXPECT_EQ(spZep->startCount(), 1);
+
+    auto texts = spOut->texts();
+    auto messages = spOut->messages();
+    ASSERT_EQ(texts.size(), 3u);
+    EXPECT_EQ(messages[0].get<std::string>("norvaChannelMessage.client.id"), "a");
+    EXPECT_EQ(server(messages[0]).get<std::string>("name"), "userauthorized");
+    EXPECT_EQ(rawValue(texts[0], "content"), "false");
+    EXPECT_EQ(rawValue(texts[1], "content"), "true");
+    EXPECT_EQ(messages[2].get<std::string>("norvaChannelMessage.client.id"), "b");
+}
+
+TEST_F(SessionTasksTest, AuthorizationTaskWithBadContentDoesNothing) {
+    const std::vector<std::shared_ptr<Ptree>> bad = {
+        tree({{"clientId", "a"}, {"authorized", "true"}, {"extra", "1"}}),
+        tree({{"clientId", "a"}, {"authorized", "true"}, {"authorized", "true"}}),
+        tree({{"clientId", "a"}}),
+        tree({{"authorized", "true"}}),
+        tree({{"clientId", "a"}, {"authorized", "True"}}),
+        nullptr,
+    };
+    for (const auto& content : bad) {
+        run<AuthorizationTask>(context(nullptr, "", content));
+    }
+    EXPECT_TRUE(log.contains("UNEXPECTED missing content"));
+    EXPECT_EQ(spOut->size(), 0u);
+    EXPECT_EQ(spZep->startCount(), 0);
+
+    auto noSink = context(nullptr, "", tree({{"clientId", "a"}, {"authorized", "true"}}));
+    noSink->setTaskDoneSink(nullptr);
+    run<AuthorizationTask>(noSink);
+    EXPECT_TRUE(log.contains("UNEXPECTED missing task done sink"));
+    EXPECT_EQ(spZep->startCount(), 0);
+}
+
+TEST_F(SessionTasksTest, DialogAnswerReachesThePageThroughQueuedTask) {
+    auto fresh = registered("f", "plain.example");
+    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
+    ASSERT_EQ(dialogs.size(), 1u);
+    dialogs[0]->answer(true, false);
+
+    // The registry queued the decision; the task handler fills in its services.
+    auto queued = spIn->tasksOf<AuthorizationTask>();
+    ASSERT_EQ(queued.size(), 1u);
+    auto ctx = queued[0]->getTaskContext();
+    ctx->setLog(&log);
+    ctx->setTaskDoneSink(spOut);
+    ctx->setZepCmdcli(spZep);
+    spOut->clear();
+    queued[0]->execute();
+
+    EXPECT_EQ(spZep->startCount(), 1);
+    auto texts = spOut->texts();
+    ASSERT_EQ(texts.size(), 1u);
+    EXPECT_EQ(spOut->messages()[0].get<std::string>("norvaChannelMessage.client.id"), "f");
+    EXPECT_EQ(rawValue(texts[0], "content"), "true");
+}
+
+TEST_F(SessionTasksTest, StopTaskStopsOnlyARunningFramework) {
+    auto ctx = context(nullptr, "", std::make_shared<Ptree>());
+    run<StopTask>(ctx);
+    EXPECT_EQ(spZep->stopCount(), 0);
+
+    spZep->setStarted(true);
+    run<StopTask>(context(nullptr, "", tree({{"x", "1"}})));
+    EXPECT_EQ(spZep->stopCount(), 0);
+    run<StopTask>(ctx);
+    EXPECT_EQ(spZep->stopCount(), 1);
+    EXPECT_TRUE(log.contains("Stopping Zep"));
+    EXPECT_FALSE(spZep->isZepWrapperStarted());
+
+    auto noZep = context(nullptr, "", std::make_shared<Ptree>());
+    noZep->setZepCmdcli(nullptr);
+    run<StopTask>(noZep);
+    EXPECT_TRUE(log.contains("UNEXPECTED missing Cmdcli"));
+    EXPECT_EQ(spOut->size(), 0u);
+}
