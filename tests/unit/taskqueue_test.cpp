@@ -1,0 +1,386 @@
+// Task context, task queue and the task handler thread.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CapturingLog.h"
+#include "ChannelClient.h"
+#include "ClientManager.h"
+#include "FakeZepWCmdClient.h"
+#include "SDKClientMessage.h"
+#include "TaskContext.h"
+#include "TaskHandler.h"
+#include "TaskImpl.h"
+#include "TaskQueue.h"
+#include "TaskRegistry.h"
+
+namespace {
+
+using tessel::ChannelClient;
+using tessel::ClientManager;
+using tessel::ITask;
+using tessel::ITaskContext;
+using tessel::ITaskSourceObserver;
+using tessel::SDKClientMessage;
+using tessel::TaskContext;
+using tessel::TaskHandler;
+using tessel::TaskQueue;
+using tessel::TaskRegistry;
+using tessel::test::CapturingLog;
+using tessel::test::FakeZepWCmdClient;
+
+// Records, when executed, its name, its thread and the context it was given.
+class RecordingTask : public tessel::TaskImpl {
+public:
+    struct Journal {
+        std::mutex mutex;
+        std::vector<std::string> names;
+        std::vector<pthread_t> threads;
+    };
+
+    RecordingTask(std::string name, std::shared_ptr<Journal> journal)
+        : m_name(std::move(name)), m_journal(std::move(journal)) {}
+
+    void execute() override {
+        executedContext = getTaskContext();
+        std::lock_guard<std::mutex> lock(m_journal->mutex);
+        m_journal->names.push_back(m_name);
+        m_journal->threads.push_back(pthread_self());
+    }
+
+    std::shared_ptr<ITaskContext> executedContext;
+
+private:
+    std::string m_name;
+    std::shared_ptr<Journal> m_journal;
+};
+
+class CountingObserver : public ITaskSourceObserver {
+public:
+    void notifyNewTask() override { ++count; }
+    std::atomic<int> count{0};
+};
+
+std::shared_ptr<RecordingTask> makeTask(const std::string& name,
+                                        const std::shared_ptr<RecordingTask::Journal>& journal) {
+    return std::make_shared<RecordingTask>(name, journal);
+}
+
+// ---------------------------------------------------------------- TaskContext
+
+TEST(TaskContextTest, CloneCopiesEveryField) {
+    CapturingLog log;
+    auto spSource = std::make_shared<TaskContext>();
+    spSource->setLog(&log);
+    spSource->setTaskDoneSink(std::make_shared<TaskQueue>());
+    spSource->setTaskRegistry(std::make_shared<TaskRegistry>());
+    spSource->setZepCmdcli(std::make_shared<FakeZepWCmdClient>());
+    spSource->setChannelClient(std::make_shared<ChannelClient>());
+    spSource->setSDKClientMessage(std::make_shared<SDKClientMessage>());
+    spSource->setClientManager(std::make_shared<ClientManager>());
+    spSource->setIsRunByChrome(true);
+    spSource->setIsWin32Platform(true);
+
+    TaskContext copy;
+    copy.clone(spSource.get());
+    EXPECT_EQ(copy.getLog(), &log);
+    EXPECT_EQ(copy.getTaskDoneSink(), spSource->getTaskDoneSink());
+    EXPECT_EQ(copy.getTaskRegistry(), spSource->getTaskRegistry());
+    EXPECT_EQ(copy.getZepCmdcli(), spSource->getZepCmdcli());
+    EXPECT_EQ(copy.getChannelClient(), spSource->getChannelClient());
+    EXPECT_EQ(copy.getSDKClientMessage(), spSource->getSDKClientMessage());
+    EXPECT_EQ(copy.getClientManager(), spSource->getClientManager());
+    EXPECT_TRUE(copy.getIsRunByChrome());
+    EXPECT_TRUE(copy.getIsWin32Platform());
+}
+
+// ---------------------------------------------------------------- TaskQueue
+
+TEST(TaskQueueTest, PopsInPushOrderAndNeverWaitsWhenEmpty) {
+    auto journal = std::make_shared<RecordingTask::Journal>();
+    TaskQueue queue;
+    std::shared_ptr<ITask> spTask;
+    EXPECT_FALSE(queue.pop(spTask));
+    EXPECT_FALSE(spTask);
+
+    auto a = makeTask("A", journal);
+    auto b = makeTask("B", journal);
+    auto c = makeTask("C", journal);
+    queue.push(a);
+    queue.push(b);
+    queue.push(c);
+    std::vector<std::shared_ptr<ITask>> popped;
+    while (queue.pop(spTask)) {
+        popped.push_back(spTask);
+    }
+    EXPECT_EQ(popped, (std::vector<std::shared_ptr<ITask>>{a, b, c}));
+    EXPECT_FALSE(queue.pop(spTask));
+}
+
+TEST(TaskQueueTest, NotifiesOnlyTheCurrentObserver) {
+    auto journal = std::make_shared<RecordingTask::Journal>();
+    TaskQueue queue;
+    auto first = std::make_shared<CountingObserver>();
+    auto second = std::make_shared<CountingObserver>();
+
+    queue.push(makeTask("before", journal));  // nobody to notify yet
+    queue.registerObserver(first);
+    queue.push(makeTask("1", journal));
+    queue.registerObserver(second);  // replaces the first
+    queue.push(makeTask("2", journal));
+    queue.push(makeTask("3", journal));
+    EXPECT_EQ(first->count, 1);
+    EXPECT_EQ(second->count, 2);
+
+    queue.unregisterObserver();
+    queue.push(makeTask("4", journal));
+    EXPECT_EQ(second->count, 2);
+
+    // The queue holds its observer weakly: a gone observer is no observer.
+    queue.registerObserver(first);
+    first.reset();
+    queue.push(makeTask("5", journal));
+
+    int queued = 0;
+    std::shared_ptr<ITask> spTask;
+    while (queue.pop(spTask)) {
+        ++queued;
+    }
+    EXPECT_EQ(queued, 6);
+}
+
+TEST(TaskQueueTest, ManyPushersOneConsumerLoseNothing) {
+    auto journal = std::make_shared<RecordingTask::Journal>();
+    TaskQueue queue;
+    auto observer = std::make_shared<CountingObserver>();
+    queue.registerObserver(observer);
+    const int kPushers = 4;
+    const int kTasks = 500;
+    std::vector<std::thread> pushers;
+    for (int p = 0; p < kPushers; ++p) {
+        pushers.emplace_back([&, p] {
+            for (int i = 0; i < kTasks; ++i) {
+                queue.push(makeTask(std::to_string(p) + ":" + std::to_string(i), journal));
+            }
+        });
+    }
+    std::vector<int> next(kPushers, 0);
+    int popped = 0;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (popped < kPushers * kTasks && std::chrono::steady_clock::now() < deadline) {
+        std::shared_ptr<ITask> spTask;
+        if (!queue.pop(spTask)) {
+            std::this_thread::yield();
+            continue;
+        }
+        spTask->execute();
+        ++popped;
+    }
+    for (auto& pusher : pushers) {
+        pusher.join();
+    }
+    ASSERT_EQ(popped, kPushers * kTasks);
+    EXPECT_EQ(observer->count, kPushers * kTasks);
+    // Each pusher's tasks come out in the order it pushed them.
+    for (const auto& name : journal->names) {
+        size_t colon = name.find(':');
+        int p = std::stoi(name.substr(0, colon));
+        EXPECT_EQ(std::stoi(name.substr(colon + 1)), next[p]++);
+    }
+}
+
+// ---------------------------------------------------------------- TaskHandler::processTask
+
+class ProcessTaskTest : public testing::Test {
+protected:
+    void SetUp() override {
+        m_spHandler->setLog(&m_log);
+        m_spHandler->setTaskDoneSink(m_spOutQueue);
+        m_spHandler->setTaskRegistry(m_spRegistry);
+        m_spHandler->setClientManager(m_spClientManager);
+        m_spHandler->setZepCmdcli(m_spCmdcli);
+        m_spHandler->setIsRunByChrome(true);
+    }
+
+    CapturingLog m_log;
+    std::shared_ptr<RecordingTask::Journal> m_journal = std::make_shared<RecordingTask::Journal>();
+    std::shared_ptr<TaskQueue> m_spOutQueue = std::make_shared<TaskQueue>();
+    std::shared_ptr<TaskRegistry> m_spRegistry = std::make_shared<TaskRegistry>();
+    std::shared_ptr<ClientManager> m_spClientManager = std::make_shared<ClientManager>();
+    std::shared_ptr<FakeZepWCmdClient> m_spCmdcli = std::make_shared<FakeZepWCmdClient>();
+    std::shared_ptr<TaskHandler> m_spHandler = std::make_shared<TaskHandler>();
+};
+
+TEST_F(ProcessTaskTest, GivesANewTaskAFullContext) {
+    auto task = makeTask("A", m_journal);
+    m_spHandler->processTask(task);
+    ASSERT_EQ(m_journal->names, std::vector<std::string>{"A"});
+    auto spContext = task->executedContext;
+    ASSERT_TRUE(spContext);
+    EXPECT_EQ(spContext->getLog(), &m_log);
+    EXPECT_EQ(spContext->getTaskDoneSink(), m_spOutQueue);
+    EXPECT_EQ(spContext->getTaskRegistry(), m_spRegistry);
+    EXPECT_EQ(spContext->getClientManager(), m_spClientManager);
+    EXPECT_EQ(spContext->getZepCmdcli(), m_spCmdcli);
+    EXPECT_TRUE(spContext->getIsRunByChrome());
+    EXPECT_FALSE(spContext->getIsWin32Platform());
+    EXPECT_FALSE(spContext->getChannelClient());
+    EXPECT_FALSE(spContext->getSDKClientMessage());
+    EXPECT_EQ(m_log.count("execute task"), 1u);
+}
+
+TEST_F(ProcessTaskTest, TaskKeepsItsOwnContextClientAndRequest) {
+    auto spClient = std::make_shared<ChannelClient>();
+    auto spMessage = std::make_shared<SDKClientMessage>();
+    auto spContext = std::make_shared<TaskContext>();
+    spContext->setChannelClient(spClient);
+    spContext->setSDKClientMessage(spMessage);
+    spContext->setIsWin32Platform(true);  // the handler's flags win
+    auto task = makeTask("A", m_journal);
+    task->setContext(spContext);
+
+    m_spHandler->processTask(task);
+    ASSERT_EQ(task->executedContext, spContext);  // the same object, filled in
+    EXPECT_EQ(spContext->getChannelClient(), spClient);
+    EXPECT_EQ(spContext->getSDKClientMessage(), spMessage);
+    EXPECT_EQ(spContext->getTaskDoneSink(), m_spOutQueue);
+    EXPECT_FALSE(spContext->getIsWin32Platform());
+}
+
+// A context of another kind: its client and request still reach the task.
+class OtherContext : public ITaskContext {
+public:
+    ILog* getLog() override { return nullptr; }
+    std::shared_ptr<tessel::ITaskSink> getTaskDoneSink() override { return nullptr; }
+    std::shared_ptr<TaskRegistry> getTaskRegistry() override { return nullptr; }
+    std::shared_ptr<tessel::IZepWCmdClient> getZepCmdcli() override { return nullptr; }
+    std::shared_ptr<ChannelClient> getChannelClient() override { return client; }
+    std::shared_ptr<SDKClientMessage> getSDKClientMessage() override { return message; }
+    std::shared_ptr<ClientManager> getClientManager() override { return nullptr; }
+    bool getIsRunByChrome() override { return false; }
+    bool getIsWin32Platform() override { return false; }
+    void setLog(ILog*) override {}
+    void setTaskDoneSink(std::shared_ptr<tessel::ITaskSink>) override {}
+    void setTaskRegistry(std::shared_ptr<TaskRegistry>) override {}
+    void setZepCmdcli(std::shared_ptr<tessel::IZepWCmdClient>) override {}
+    void setChannelClient(std::shared_ptr<ChannelClient>) override {}
+    void setSDKClientMessage(std::shared_ptr<SDKClientMessage>) override {}
+    void setClientManager(std::shared_ptr<ClientManager>) override {}
+    void setIsRunByChrome(bool) override {}
+    void setIsWin32Platform(bool) override {}
+
+    std::shared_ptr<ChannelClient> client = std::make_shared<ChannelClient>();
+    std::shared_ptr<SDKClientMessage> message = std::make_shared<SDKClientMessage>();
+};
+
+TEST_F(ProcessTaskTest, ContextOfAnotherKindIsCarriedOver) {
+    auto spOther = std::make_shared<OtherContext>();
+    auto task = makeTask("A", m_journal);
+    task->setContext(spOther);
+    m_spHandler->processTask(task);
+    ASSERT_TRUE(task->executedContext);
+    EXPECT_NE(task->executedContext, spOther);
+    EXPECT_EQ(task->executedContext->getChannelClient(), spOther->client);
+    EXPECT_EQ(task->executedContext->getSDKClientMessage(), spOther->message);
+    EXPECT_EQ(task->executedContext->getClientManager(), m_spClientManager);
+}
+
+TEST_F(ProcessTaskTest, MissingCollaboratorSkipsTheTaskWithTheFirstMissingNamed) {
+    struct Case {
+        const char* missing;
+        std::function<void(TaskHandler&)> unset;
+    };
+    const std::vector<Case> cases = {
+        {"!spTaskDoneSink", [](TaskHandler& h) { h.setTaskDoneSink(nullptr); h.setClientManager(nullptr); }},
+        {"!spTaskRegistry", [](TaskHandler& h) { h.setTaskRegistry(nullptr); h.setZepCmdcli(nullptr); }},
+        {"!spClientManager", [](TaskHandler& h) { h.setClientManager(nullptr); }},
+        {"!spZepCmdcli", [](TaskHandler& h) { h.setZepCmdcli(nullptr); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.missing);
+        SetUp();
+        m_log.clear();
+        c.unset(*m_spHandler);
+        m_spHandler->processTask(makeTask("A", m_journal));
+        m_spHandler->processTask(makeTask("B", m_journal));
+        EXPECT_TRUE(m_journal->names.empty());
+        EXPECT_EQ(m_log.count(std::string("TaskHandler::processTask ") + c.missing + ", skipping task"), 2u);
+        EXPECT_EQ(m_log.records().size(), 2u);
+    }
+
+    // Held weakly: a collaborator its owner dropped counts as missing.
+    SetUp();
+    m_log.clear();
+    m_spClientManager.reset();
+    m_spHandler->processTask(makeTask("C", m_journal));
+    EXPECT_TRUE(m_log.contains("TaskHandler::processTask !spClientManager, skipping task"));
+    EXPECT_TRUE(m_journal->names.empty());
+}
+
+TEST_F(ProcessTaskTest, WithoutALogTasksAreDroppedSilently) {
+    m_spHandler->setLog(nullptr);
+    m_spHandler->processTask(makeTask("A", m_journal));
+    EXPECT_TRUE(m_journal->names.empty());
+    EXPECT_TRUE(m_log.records().empty());
+}
+
+// ---------------------------------------------------------------- TaskHandler thread
+
+bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+TEST_F(ProcessTaskTest, HandlerThreadExecutesQueuedTasksInOrderAndStopsTheFramework) {
+    auto spInQueue = std::make_shared<TaskQueue>();
+    m_spHandler->setTaskSource(spInQueue);
+    ASSERT_EQ(m_spHandler->start(), 0);
+    ASSERT_TRUE(m_log.waitFor("Task handler running", std::chrono::seconds(10)));
+    // Idle, the handler still gives the framework its turns.
+    ASSERT_TRUE(waitUntil([&] { return m_spCmdcli->pumpCount() >= 5; }, std::chrono::seconds(10)));
+
+    for (const char* name : {"A", "B", "C"}) {
+        spInQueue->push(makeTask(name, m_journal));
+    }
+    ASSERT_TRUE(m_log.waitFor("execute task", std::chrono::seconds(10), 3));
+    m_spHandler->stop();
+    EXPECT_FALSE(m_spHandler->join());
+
+    EXPECT_EQ(m_journal->names, (std::vector<std::string>{"A", "B", "C"}));
+    for (pthread_t thread : m_journal->threads) {
+        EXPECT_FALSE(pthread_equal(thread, pthread_self()));
+    }
+    EXPECT_EQ(m_spCmdcli->stopCount(), 1);
+    EXPECT_TRUE(m_log.contains("TaskHandler wait for thread to exit."));
+    EXPECT_LT(m_log.indexOf("execute task"), m_log.indexOf("Task handler exiting"));
+}
+
+TEST_F(ProcessTaskTest, HandlerThreadEndsWhenItsTaskSourceIsGone) {
+    ASSERT_EQ(m_spHandler->start(), 0);
+    ASSERT_TRUE(m_log.waitFor("Task handler running", std::chrono::seconds(10)));
+    EXPECT_TRUE(m_log.contains(
+        "UNEXPECTED TaskHandler::_registerObserver: no TaskSource, unable to register observer"));
+    m_spHandler->notifyNewTask();
+    ASSERT_TRUE(m_log.waitFor("Task handler exiting", std::chrono::seconds(10)));
+    EXPECT_TRUE(m_log.contains("TaskHandler::run: no TaskSource, cannot process task."));
+    EXPECT_TRUE(m_log.contains(
+        "UNEXPECTED TaskHandler::_unregisterObserver: no TaskSource, unable to unregister observer"));
+    EXPECT_FALSE(m_spHandler->join());
+    EXPECT_EQ(m_spCmdcli->stopCount(), 1);
+}
+
+}  // namespace
