@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -35,6 +36,7 @@ struct State {
     std::map<std::string, std::unique_ptr<OZKLogger>> modules;
 
     std::mutex sinkMutex;  // guards and serialises the test hook
+    std::atomic<bool> hasSink{false};  // spares records the hook lock when unused
     OZKLoggerSinkFn sinkFn = nullptr;
     void* sinkCtx = nullptr;
 };
@@ -215,7 +217,7 @@ OZKLogger* OZKLogger_getLogger(const char* moduleName) {
 void OZKLog(OZKLogger* logger, int level, const char* file, int line, const char* function,
             const char* text) {
     State& s = state();
-    {
+    if (s.hasSink) {
         std::lock_guard<std::mutex> lock(s.sinkMutex);
         if (s.sinkFn != nullptr) {
             s.sinkFn(s.sinkCtx, logger, level, file != nullptr ? file : "", line,
@@ -255,6 +257,7 @@ void OZKLogger_setSink(OZKLoggerSinkFn fn, void* ctx) {
     std::lock_guard<std::mutex> lock(s.sinkMutex);
     s.sinkFn = fn;
     s.sinkCtx = ctx;
+    s.hasSink = fn != nullptr;
 }
 
 }  // extern "C"
