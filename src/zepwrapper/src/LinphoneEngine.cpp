@@ -1,0 +1,101 @@
+#include "LinphoneEngine.h"
+
+#include <linphone/core.h>
+#include <linphone/factory.h>
+
+#include "EngineLogBridge.h"
+#include "ZepLog.h"
+
+namespace tessel {
+namespace zep {
+
+static const char* const kSrc = "src/zepwrapper/src/LinphoneEngine";
+
+namespace {
+
+const char* const kUserAgentName = "ZepWrapper";
+const char* const kUserAgentVersion = "4.0";
+
+}  // namespace
+
+LinphoneEngine::~LinphoneEngine() { stop(); }
+
+bool LinphoneEngine::start(const std::string& folder, std::string& error) {
+    if (m_pCore != nullptr) return true;
+    EngineLogBridge::install();
+
+    // The factory composes paths by appending file names, so the folder
+    // needs its trailing slash; every database the core opens lands here.
+    const std::string dir = folder + "/";
+    LinphoneFactory* pFactory = linphone_factory_get();
+    linphone_factory_set_config_dir(pFactory, dir.c_str());
+    linphone_factory_set_data_dir(pFactory, dir.c_str());
+    linphone_factory_set_download_dir(pFactory, dir.c_str());
+
+    const std::string configPath = dir + "linphonerc";
+    m_pCore = linphone_factory_create_core_3(pFactory, configPath.c_str(), nullptr, nullptr);
+    if (m_pCore == nullptr) {
+        error = "the engine could not be created";
+        return false;
+    }
+    configure();
+    const LinphoneStatus status = linphone_core_start(m_pCore);
+    if (status != 0 || linphone_core_get_global_state(m_pCore) != LinphoneGlobalOn) {
+        error = "the engine did not start, status [" + std::to_string(status) + "]";
+        stop();
+        return false;
+    }
+    return true;
+}
+
+void LinphoneEngine::configure() {
+    // The host pumps us; an engine timer of its own would iterate on a thread
+    // we do not control.
+    linphone_core_enable_auto_iterate(m_pCore, FALSE);
+    linphone_core_set_user_agent(m_pCore, kUserAgentName, kUserAgentVersion);
+
+    // No sound card needed: calls play and record files until device
+    // selection arrives. No camera or video window yet either.
+    linphone_core_set_use_files(m_pCore, TRUE);
+    linphone_core_enable_video_capture(m_pCore, FALSE);
+    linphone_core_enable_video_display(m_pCore, FALSE);
+    linphone_core_enable_video_preview(m_pCore, FALSE);
+
+    // Random ports for SIP and media so that several processes (and tests)
+    // never collide; TLS stays off until sign-in asks for it.
+    LinphoneTransports* pTransports = linphone_factory_create_transports(linphone_factory_get());
+    linphone_transports_set_udp_port(pTransports, LC_SIP_TRANSPORT_RANDOM);
+    linphone_transports_set_tcp_port(pTransports, LC_SIP_TRANSPORT_RANDOM);
+    linphone_transports_set_tls_port(pTransports, LC_SIP_TRANSPORT_DISABLED);
+    linphone_transports_set_dtls_port(pTransports, LC_SIP_TRANSPORT_DISABLED);
+    linphone_core_set_transports(m_pCore, pTransports);
+    linphone_transports_unref(pTransports);
+    linphone_core_set_audio_port(m_pCore, -1);
+    linphone_core_set_video_port(m_pCore, -1);
+
+    // No STUN, ICE, TURN or UPnP: nothing leaves the machine until the user signs in.
+    LinphoneNatPolicy* pNat = linphone_core_create_nat_policy(m_pCore);
+    linphone_nat_policy_enable_stun(pNat, FALSE);
+    linphone_nat_policy_enable_ice(pNat, FALSE);
+    linphone_nat_policy_enable_turn(pNat, FALSE);
+    linphone_nat_policy_enable_upnp(pNat, FALSE);
+    linphone_nat_policy_set_stun_server(pNat, nullptr);
+    linphone_core_set_nat_policy(m_pCore, pNat);
+    linphone_nat_policy_unref(pNat);
+}
+
+void LinphoneEngine::stop() {
+    if (m_pCore == nullptr) return;
+    LinphoneCore* pCore = m_pCore;
+    m_pCore = nullptr;
+    if (linphone_core_get_global_state(pCore) != LinphoneGlobalOff) linphone_core_stop(pCore);
+    linphone_core_unref(pCore);
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "engine released");
+}
+
+void LinphoneEngine::iterate() {
+    if (m_pCore != nullptr) linphone_core_iterate(m_pCore);
+}
+
+}  // namespace zep
+}  // namespace tessel
