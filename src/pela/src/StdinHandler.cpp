@@ -107,12 +107,11 @@ StdinHandler::StdinHandler()
     : m_pLog(nullptr),
       m_isRunByChrome(false),
       m_pInput(stdin),
-      m_spInputState(InputState::standardInput()),
-      m_isEnding(false) {}
+      m_spInputState(InputState::standardInput()) {}
 
 StdinHandler::~StdinHandler() {
     m_textCallback = nullptr;
-    if (m_isEnding.load()) {
+    if (m_spInputState->isFailed()) {
         m_thread.join();
     }
 }
@@ -134,7 +133,7 @@ void StdinHandler::configureForFB(ILog* log, std::function<void(std::string)> ca
 
 void StdinHandler::setInput(FILE* input, std::shared_ptr<InputState> spInputState) {
     m_pInput = input;
-    m_spInputState = spInputState;
+    m_spInputState = spInputState ? spInputState : std::make_shared<InputState>();
 }
 
 int StdinHandler::start() {
@@ -154,7 +153,10 @@ void StdinHandler::run() {
     for (;;) {
         std::string message;
         bool broken = false;
-        if (m_isRunByChrome) {
+        if (m_spInputState->isFailed()) {
+            // A failed input stays failed, as a stream's fail state does.
+            broken = true;
+        } else if (m_isRunByChrome) {
             size_t got = readBytes(m_pInput, reinterpret_cast<char*>(prefix), sizeof(prefix));
             if (got < sizeof(prefix)) {
                 // A short prefix leaves no length to trust: the channel is over.
@@ -170,14 +172,11 @@ void StdinHandler::run() {
                     PELA_LOG4(m_pLog, kSrc, "stdin received EOF");
                 }
             }
-        } else if (m_spInputState->isFailed()) {
-            broken = true;
         } else if (!readLine(m_pInput, message)) {
             m_spInputState->setFailed();
         }
 
         if (broken) {
-            m_isEnding.store(true);
             PELA_LOG4(m_pLog, kSrc, "pipe between extension and host is broken - shutdown now");
             if (m_spShutdownEvent) {
                 m_spShutdownEvent->set();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -24,8 +23,8 @@ namespace tessel {
 class StdinHandler : public ozk::Runnable {
 public:
     StdinHandler();
-    // Joins the thread when it is already on its way out; a thread still
-    // blocked in a read is left detached.
+    // Joins the thread once the input has failed (it then ends without
+    // blocking again); a thread still blocked in a read is left detached.
     ~StdinHandler() override;
     StdinHandler(const StdinHandler&) = delete;
     StdinHandler& operator=(const StdinHandler&) = delete;
@@ -53,8 +52,6 @@ private:
     std::function<void(std::string)> m_textCallback;
     FILE* m_pInput;
     std::shared_ptr<InputState> m_spInputState;
-    // Set once run() has left its read loop and touches nothing but the log.
-    std::atomic<bool> m_isEnding;
 };
 
 }  // namespace tessel
