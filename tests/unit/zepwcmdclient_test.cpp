@@ -1,0 +1,135 @@
+// The framework command client over a scriptable framework: start/stop once,
+// pumping only while started, and the mutex that orders a stop after a pump.
+#include <gtest/gtest.h>
+#include <zepwrapper/ZepWrapper.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "FakeZepWrapper.h"
+#include "ZepWCmdClient.h"
+
+using namespace tessel;
+using tessel::test::FakeZepWrapper;
+
+TEST(ZepWCmdClientTest, PumpsOnlyWhileStarted) {
+    FakeZepWrapper fake;
+    ZepWCmdClient client(&fake);
+
+    client.pumpNextDispatcherTask();
+    EXPECT_EQ(fake.pumpCount(), 0);
+
+    client.startZepWrapper();
+    client.pumpNextDispatcherTask();
+    client.pumpNextDispatcherTask();
+    EXPECT_EQ(fake.pumpCount(), 2);
+
+    client.stopZepWrapper();
+    client.pumpNextDispatcherTask();
+    EXPECT_EQ(fake.pumpCount(), 2);
+}
+
+TEST(ZepWCmdClientTest, StartAndStopReachTheFrameworkOnce) {
+    FakeZepWrapper fake;
+    ZepWCmdClient client(&fake);
+    EXPECT_FALSE(client.isZepWrapperStarted());
+
+    client.stopZepWrapper();
+    EXPECT_EQ(fake.callCount("stop"), 0u) << "stop before any start";
+
+    client.startZepWrapper();
+    client.startZepWrapper();
+    EXPECT_EQ(fake.callCount("start"), 1u);
+    EXPECT_TRUE(client.isZepWrapperStarted());
+
+    client.stopZepWrapper();
+    client.stopZepWrapper();
+    EXPECT_EQ(fake.callCount("stop"), 1u);
+    EXPECT_FALSE(client.isZepWrapperStarted());
+
+    // The last page leaving and a new one arriving starts it again.
+    client.startZepWrapper();
+    EXPECT_EQ(fake.callCount("start"), 2u);
+    EXPECT_EQ(fake.calls(), (std::vector<std::string>{"start()", "stop()", "start()"}));
+}
+
+TEST(ZepWCmdClientTest, DestroyingWhileStartedLeavesTheFrameworkRunning) {
+    FakeZepWrapper fake;
+    {
+        ZepWCmdClient client(&fake);
+        client.startZepWrapper();
+    }
+    EXPECT_EQ(fake.callCount("stop"), 0u);
+    EXPECT_TRUE(fake.isStarted());
+}
+
+TEST(ZepWCmdClientTest, HandsOutTheInterfaceItWasGiven) {
+    FakeZepWrapper fake;
+    ZepWCmdClient client(&fake);
+    EXPECT_EQ(client.getZepWrapper(), &fake);
+}
+
+TEST(ZepWCmdClientTest, DefaultConstructionTakesTheLibraryInterface) {
+    ZepWCmdClient client;
+    EXPECT_EQ(client.getZepWrapper(), zepWrapperGetInterface());
+    EXPECT_FALSE(client.isZepWrapperStarted());
+}
+
+TEST(ZepWCmdClientTest, WithoutAnInterfaceNothingStartsAndNothingCrashes) {
+    ZepWCmdClient client(nullptr);
+    client.startZepWrapper();
+    EXPECT_FALSE(client.isZepWrapperStarted());
+    client.pumpNextDispatcherTask();
+    client.stopZepWrapper();
+    EXPECT_EQ(client.getZepWrapper(), nullptr);
+}
+
+// A stop issued from another thread must wait for the pump in progress; no
+// framework work may run after the stop has returned.
+TEST(ZepWCmdClientTest, StopFromAnotherThreadWaitsForThePumpInProgress) {
+    FakeZepWrapper fake;
+    ZepWCmdClient client(&fake);
+    client.startZepWrapper();
+
+    std::mutex mutex;
+    std::condition_variable cond;
+    bool inPump = false;
+    bool release = false;
+    fake.setOnPump([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        inPump = true;
+        cond.notify_all();
+        cond.wait_for(lock, std::chrono::seconds(5), [&] { return release; });
+    });
+
+    std::thread pumper([&] { client.pumpNextDispatcherTask(); });
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        ASSERT_TRUE(cond.wait_for(lock, std::chrono::seconds(5), [&] { return inPump; }));
+    }
+    std::atomic<bool> stopped{false};
+    std::thread stopper([&] {
+        client.stopZepWrapper();
+        stopped = true;
+    });
+
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(stopped) << "stop returned while a pump was still running";
+    EXPECT_EQ(fake.callCount("stop"), 0u);
+
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        release = true;
+    }
+    cond.notify_all();
+    pumper.join();
+    stopper.join();
+
+    EXPECT_TRUE(stopped);
+    EXPECT_EQ(fake.callCount("stop"), 1u);
+    client.pumpNextDispatcherTask();
+    EXPECT_EQ(fake.pumpCount(), 1);
+}
