@@ -157,7 +157,8 @@ TEST_P(HostFraming, MalformedEnvelopesAreRefusedAndTheHostCarriesOn) {
     std::string log = host.logText();
     EXPECT_NE(log.find("Syntax error: JSON parse failed "), std::string::npos);
     EXPECT_NE(log.find("clientConnected=true not permitted."), std::string::npos);
-    EXPECT_NE(log.find("Client hostname=[b.example.org] differs from hostname already registered"), std::string::npos);
+    // The url is checked first, and it differs along with the host name.
+    EXPECT_NE(log.find("Client URL=[https://b.example.org/app] differs from URL already registered"), std::string::npos);
 }
 
 TEST_P(HostFraming, WhitelistedPageStartsTheFrameworkAndOnlyAuthorizedPagesGetEvents) {

@@ -369,6 +369,19 @@ TEST_F(ProcessTaskTest, HandlerThreadExecutesQueuedTasksInOrderAndStopsTheFramew
     EXPECT_LT(m_log.indexOf("execute task"), m_log.indexOf("Task handler exiting"));
 }
 
+TEST_F(ProcessTaskTest, TasksQueuedBeforeTheHandlerStartsAreNotLeftWaiting) {
+    // The reader may push the first request before the handler has
+    // registered itself; nothing else will wake it for that request.
+    auto spInQueue = std::make_shared<TaskQueue>();
+    m_spHandler->setTaskSource(spInQueue);
+    spInQueue->push(makeTask("early", m_journal));
+    ASSERT_EQ(m_spHandler->start(), 0);
+    EXPECT_TRUE(m_log.waitFor("execute task", std::chrono::seconds(10)));
+    m_spHandler->stop();
+    m_spHandler->join();
+    EXPECT_EQ(m_journal->names, (std::vector<std::string>{"early"}));
+}
+
 TEST_F(ProcessTaskTest, HandlerThreadEndsWhenItsTaskSourceIsGone) {
     ASSERT_EQ(m_spHandler->start(), 0);
     ASSERT_TRUE(m_log.waitFor("Task handler running", std::chrono::seconds(10)));

@@ -72,6 +72,9 @@ void TaskHandler::run() {
     // lets go of it first.
     std::shared_ptr<TaskHandler> self = weak_from_this().lock();
     _registerObserver(self);
+    // Tasks pushed before the observer was registered woke nobody: look at
+    // the queue once straight away.
+    m_wakeUp.set();
     PELA_LOG4(m_log, kSrc, "Task handler running");
 
     while (!m_stop) {

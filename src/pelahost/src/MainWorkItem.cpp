@@ -5,7 +5,6 @@
 #include "LinuxMain.h"
 
 void MainWorkItem::run() {
-    fputs("run()\n", stderr);
     m_exitStatus = __main(m_argc, m_argv);
     // exit() from here would run static destructors under the running GTK
     // loop; let the main thread leave the loop and return instead.

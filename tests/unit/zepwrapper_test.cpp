@@ -1,0 +1,500 @@
+// The telephony framework library against the real liblinphone engine. Every
+// test gets private HOME, XDG_STATE_HOME and XDG_RUNTIME_DIR folders so the
+// engine's files land in a temporary tree.
+
+#include <bctoolbox/logging.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <ozklogger/OZKLogger.h>
+#include <zepwrapper/ZepObservers.h>
+#include <zepwrapper/ZepWrapper.h>
+
+namespace {
+
+const int kNotSupported = 16;
+const int kMaxPumps = 500;
+
+// --- observers ---------------------------------------------------------------
+
+// What an observer heard, and on which thread.
+class Journal {
+public:
+    void note(const std::string& event) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_events.push_back(event);
+        m_threads.push_back(std::this_thread::get_id());
+    }
+    std::vector<std::string> events() const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_events;
+    }
+    std::vector<std::thread::id> threads() const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_threads;
+    }
+    size_t count(const std::string& event) const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        size_t n = 0;
+        for (const std::string& e : m_events) n += (e == event);
+        return n;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_events;
+    std::vector<std::thread::id> m_threads;
+};
+
+class StartupRecorder : public ZepStartupObserver {
+public:
+    void onZepMediaDeviceFeatureSetStarted() override {
+        journal.note("started");
+        if (onStarted) onStarted();
+    }
+    void onZepMediaDeviceFeatureSetStopped() override { journal.note("stopped"); }
+
+    Journal journal;
+    std::function<void()> onStarted;
+};
+
+class ConnectionRecorder : public ZepConnectionObserver {
+public:
+    void onConnectionStatusChange(const std::string&) override { journal.note("status"); }
+    void onConnectionFailure(const std::string&) override { journal.note("failure"); }
+    void onAuthenticationStatusChange(const std::string&) override { journal.note("auth"); }
+    void onCallControlModeChange(const std::string&, const std::string&, const std::string&) override {
+        journal.note("mode");
+    }
+    void onZepTelephonyDevicesChanged(std::shared_ptr<std::vector<std::shared_ptr<ZepPhoneInfo>>>) override {
+        journal.note("devices");
+    }
+    Journal journal;
+};
+
+class MediaDeviceRecorder : public ZepMediaDeviceObserver {
+public:
+    void onMultimediaDevicesChanged() override { journal.note("devices"); }
+    void onCurrentSpeakerVolumeChanged(int) override { journal.note("volume"); }
+    void onCurrentRingtoneChanged(const std::string&) override { journal.note("ringtone"); }
+    Journal journal;
+};
+
+class ThrowingStartupObserver : public ZepStartupObserver {
+public:
+    void onZepMediaDeviceFeatureSetStarted() override { throw std::runtime_error("observer failed"); }
+    void onZepMediaDeviceFeatureSetStopped() override { throw 42; }
+};
+
+// --- process plumbing --------------------------------------------------------
+
+// Records logged through the framework's own module.
+class ZepLogCapture {
+public:
+    struct Record {
+        int level;
+        std::string text;
+    };
+    ZepLogCapture() { OZKLogger_setSink(&ZepLogCapture::hook, this); }
+    ~ZepLogCapture() { OZKLogger_setSink(nullptr, nullptr); }
+    std::vector<Record> find(const std::string& needle) const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        std::vector<Record> out;
+        for (const Record& r : m_records) {
+            if (r.text.find(needle) != std::string::npos) out.push_back(r);
+        }
+        return out;
+    }
+
+private:
+    static void hook(void* ctx, OZKLogger* logger, int level, const char*, int, const char*, const char* text) {
+        static OZKLogger* const zep = OZKLogger_getLogger("zep");
+        if (logger != zep) return;
+        auto* self = static_cast<ZepLogCapture*>(ctx);
+        std::lock_guard<std::mutex> lock(self->m_mutex);
+        self->m_records.push_back(Record{level, text != nullptr ? text : ""});
+    }
+    mutable std::mutex m_mutex;
+    std::vector<Record> m_records;
+};
+
+// Sends descriptors 1 and 2 into a pipe that never blocks the writer, and
+// hands back whatever arrived.
+class ConsoleCapture {
+public:
+    ConsoleCapture() {
+        fflush(stdout);
+        fflush(stderr);
+        if (pipe2(m_fds, O_CLOEXEC | O_NONBLOCK) != 0) throw std::runtime_error("pipe2");
+        m_savedOut = dup(1);
+        m_savedErr = dup(2);
+        dup2(m_fds[1], 1);
+        dup2(m_fds[1], 2);
+    }
+    ~ConsoleCapture() { finish(); }
+    std::string finish() {
+        if (m_savedOut < 0) return m_text;
+        fflush(stdout);
+        fflush(stderr);
+        dup2(m_savedOut, 1);
+        dup2(m_savedErr, 2);
+        close(m_savedOut);
+        close(m_savedErr);
+        m_savedOut = m_savedErr = -1;
+        close(m_fds[1]);
+        char buffer[4096];
+        ssize_t n;
+        while ((n = read(m_fds[0], buffer, sizeof buffer)) > 0) m_text.append(buffer, static_cast<size_t>(n));
+        close(m_fds[0]);
+        return m_text;
+    }
+
+private:
+    int m_fds[2] = {-1, -1};
+    int m_savedOut = -1;
+    int m_savedErr = -1;
+    std::string m_text;
+};
+
+// Logs through bctoolbox itself, as any library under the engine does.
+void engineLog(const char* domain, BctbxLogLevel level, const char* fmt, ...) {
+    auto logv = reinterpret_cast<decltype(&bctbx_logv)>(dlsym(RTLD_DEFAULT, "bctbx_logv"));
+    ASSERT_NE(logv, nullptr);
+    va_list args;
+    va_start(args, fmt);
+    logv(domain, level, fmt, args);
+    va_end(args);
+}
+
+int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return remove(path); }
+
+mode_t modeOf(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
+}
+
+bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+// --- fixture -----------------------------------------------------------------
+
+class ZepWrapperTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/zepwrapper-test.XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        m_root = pattern;
+        for (const char* sub : {"/home", "/state", "/run"}) ASSERT_EQ(mkdir((m_root + sub).c_str(), 0700), 0);
+        setEnv("HOME", m_root + "/home");
+        setEnv("XDG_STATE_HOME", m_root + "/state");
+        setEnv("XDG_RUNTIME_DIR", m_root + "/run");
+        pZep = zepWrapperGetInterface();
+        ASSERT_NE(pZep, nullptr);
+    }
+
+    void TearDown() override {
+        pZep->stop();
+        for (const auto& spObserver : m_registered) pZep->unregisterObserver(spObserver);
+        for (const auto& saved : m_savedEnv) {
+            if (saved.second.first) {
+                setenv(saved.first.c_str(), saved.second.second.c_str(), 1);
+            } else {
+                unsetenv(saved.first.c_str());
+            }
+        }
+        nftw(m_root.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+    }
+
+    void setEnv(const std::string& name, const std::string& value) {
+        if (m_savedEnv.count(name) == 0) {
+            const char* old = std::getenv(name.c_str());
+            m_savedEnv[name] = std::make_pair(old != nullptr, old != nullptr ? std::string(old) : std::string());
+        }
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+
+    template <class T>
+    std::shared_ptr<T> observe() {
+        auto sp = std::make_shared<T>();
+        pZep->registerObserver(sp);
+        m_registered.push_back(sp);
+        return sp;
+    }
+
+    // Pumps until done() holds, at most kMaxPumps times.
+    bool pumpUntil(const std::function<bool()>& done) {
+        for (int i = 0; i < kMaxPumps; ++i) {
+            pZep->pumpNextDispatcherTask();
+            if (done()) return true;
+            usleep(1000);
+        }
+        return false;
+    }
+
+    void pumpSome(int times) {
+        for (int i = 0; i < times; ++i) pZep->pumpNextDispatcherTask();
+    }
+
+    std::string stateFolder() const { return m_root + "/state/Marlin Web SDK/zep"; }
+
+    ZepWrapperAPI* pZep = nullptr;
+    std::string m_root;
+    std::vector<std::shared_ptr<IObserverObject>> m_registered;
+    std::map<std::string, std::pair<bool, std::string>> m_savedEnv;
+};
+
+// --- life cycle ----------------------------------------------------------------
+
+TEST_F(ZepWrapperTest, StartedArrivesOnceOnThePumpingThreadAndStoppedSynchronously) {
+    auto spStartup = observe<StartupRecorder>();
+
+    pZep->start();
+    ASSERT_TRUE(pZep->isStarted());
+    EXPECT_TRUE(spStartup->journal.events().empty()) << "started must wait for a pump";
+
+    // A pumping thread of its own, as in the host; start and stop stay here.
+    std::thread::id pumpThread;
+    bool delivered = false;
+    std::thread pumper([&] {
+        pumpThread = std::this_thread::get_id();
+        delivered = pumpUntil([&] { return spStartup->journal.count("started") > 0; });
+        pumpSome(20);
+    });
+    pumper.join();
+    ASSERT_TRUE(delivered);
+    EXPECT_EQ(spStartup->journal.events(), std::vector<std::string>{"started"});
+    EXPECT_EQ(spStartup->journal.threads().front(), pumpThread);
+
+    pZep->start();  // already started: nothing new
+    pumpSome(20);
+    EXPECT_EQ(spStartup->journal.count("started"), 1u);
+
+    pZep->stop();
+    EXPECT_FALSE(pZep->isStarted());
+    EXPECT_EQ(spStartup->journal.events(), (std::vector<std::string>{"started", "stopped"}));
+    EXPECT_EQ(spStartup->journal.threads().back(), std::this_thread::get_id());
+
+    pZep->stop();  // not started: nothing
+    pumpSome(20);  // not started: nothing
+    EXPECT_EQ(spStartup->journal.events().size(), 2u);
+}
+
+TEST_F(ZepWrapperTest, RestartsAfterStopWithoutReplayingTheOldRun) {
+    auto spStartup = observe<StartupRecorder>();
+
+    // Stopped before any pump: the pending "started" still comes first.
+    pZep->start();
+    pZep->stop();
+    EXPECT_EQ(spStartup->journal.events(), (std::vector<std::string>{"started", "stopped"}));
+
+    pZep->start();
+    ASSERT_TRUE(pZep->isStarted());
+    ASSERT_TRUE(pumpUntil([&] { return spStartup->journal.count("started") == 2; }));
+    pumpSome(20);
+    pZep->stop();
+    EXPECT_EQ(spStartup->journal.events(), (std::vector<std::string>{"started", "stopped", "started", "stopped"}));
+}
+
+TEST_F(ZepWrapperTest, EngineFilesLandInThePrivateStateFolder) {
+    // A folder left too open by someone else is tightened.
+    ASSERT_EQ(mkdir((m_root + "/state/Marlin Web SDK").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(stateFolder().c_str(), 0755), 0);
+
+    pZep->start();
+    ASSERT_TRUE(pZep->isStarted());
+    pumpSome(20);
+    pZep->stop();
+
+    EXPECT_EQ(modeOf(stateFolder()), 0700u);
+    EXPECT_EQ(modeOf(m_root + "/state/Marlin Web SDK"), 0700u);
+    EXPECT_TRUE(exists(stateFolder() + "/linphonerc"));
+    EXPECT_TRUE(exists(stateFolder() + "/linphone.db"));
+    // Nothing beside our folder, and nothing in the home folder.
+    EXPECT_FALSE(exists(m_root + "/state/Marlin Web SDK/zeplinphone.db"));
+    EXPECT_FALSE(exists(m_root + "/home/.local"));
+    EXPECT_FALSE(exists(m_root + "/home/.config"));
+}
+
+TEST_F(ZepWrapperTest, StateFolderFallsBackToHomeAndRefusesAFile) {
+    // A relative XDG_STATE_HOME does not count.
+    setEnv("XDG_STATE_HOME", "relative/state");
+    pZep->start();
+    ASSERT_TRUE(pZep->isStarted());
+    pZep->stop();
+    const std::string fallback = m_root + "/home/.local/state/Marlin Web SDK/zep";
+    EXPECT_TRUE(exists(fallback + "/linphonerc"));
+    EXPECT_EQ(modeOf(fallback), 0700u);
+
+    // A state home that is a file: start fails cleanly and says why.
+    ZepLogCapture log;
+    const std::string file = m_root + "/not-a-folder";
+    close(open(file.c_str(), O_CREAT | O_WRONLY, 0600));
+    setEnv("XDG_STATE_HOME", file);
+    auto spStartup = observe<StartupRecorder>();
+    pZep->start();
+    EXPECT_FALSE(pZep->isStarted());
+    pumpSome(20);
+    pZep->stop();
+    EXPECT_TRUE(spStartup->journal.events().empty());
+    auto failures = log.find("start failed");
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_EQ(failures[0].level, OZKLogLevelError);
+    EXPECT_NE(failures[0].text.find(file), std::string::npos);
+
+    // Fixed up, it starts.
+    setEnv("XDG_STATE_HOME", m_root + "/state");
+    pZep->start();
+    EXPECT_TRUE(pZep->isStarted());
+}
+
+// --- observers -----------------------------------------------------------------
+
+TEST_F(ZepWrapperTest, EachKindHearsOnlyItsOwnCallbacks) {
+    auto spStartup = observe<StartupRecorder>();
+    auto spConnection = observe<ConnectionRecorder>();
+    auto spMedia = observe<MediaDeviceRecorder>();
+    pZep->registerObserver(spStartup);  // twice: still one entry
+
+    pZep->start();
+    ASSERT_TRUE(pumpUntil([&] { return spStartup->journal.count("started") > 0; }));
+    pumpSome(20);
+    pZep->stop();
+
+    EXPECT_EQ(spStartup->journal.events(), (std::vector<std::string>{"started", "stopped"}));
+    EXPECT_TRUE(spConnection->journal.events().empty());
+    EXPECT_TRUE(spMedia->journal.events().empty());
+}
+
+TEST_F(ZepWrapperTest, UnregisteredAndVanishedObserversAreSkipped) {
+    auto spFirst = observe<StartupRecorder>();
+    auto spSecond = observe<StartupRecorder>();
+    auto spLeaving = observe<StartupRecorder>();
+    observe<ThrowingStartupObserver>();
+    auto spLast = observe<StartupRecorder>();  // still hears, after the one that throws
+
+    // The framework holds observers weakly: this one dies with its last owner.
+    auto spVanishing = std::make_shared<StartupRecorder>();
+    std::weak_ptr<StartupRecorder> wpVanishing = spVanishing;
+    pZep->registerObserver(spVanishing);
+    spVanishing.reset();
+    EXPECT_TRUE(wpVanishing.expired());
+
+    // During its own callback the first removes itself and the second.
+    spFirst->onStarted = [&] {
+        pZep->unregisterObserver(spSecond);
+        pZep->unregisterObserver(spFirst);
+    };
+    pZep->unregisterObserver(spLeaving);
+    pZep->unregisterObserver(spLeaving);  // not registered any more: harmless
+
+    pZep->start();
+    ASSERT_TRUE(pumpUntil([&] { return spFirst->journal.count("started") > 0; }));
+    pumpSome(20);
+    pZep->stop();
+
+    EXPECT_EQ(spFirst->journal.events(), std::vector<std::string>{"started"});
+    EXPECT_TRUE(spSecond->journal.events().empty());
+    EXPECT_TRUE(spLeaving->journal.events().empty());
+    EXPECT_EQ(spLast->journal.events(), (std::vector<std::string>{"started", "stopped"}));
+}
+
+TEST_F(ZepWrapperTest, RegistrationFromAnotherThreadWhilePumping) {
+    auto spStartup = observe<StartupRecorder>();
+    pZep->start();
+    ASSERT_TRUE(pZep->isStarted());
+
+    std::atomic<bool> done{false};
+    std::thread registrar([&] {
+        for (int i = 0; i < 200; ++i) {
+            auto sp = std::make_shared<StartupRecorder>();
+            pZep->registerObserver(sp);
+            if (i % 2 == 0) pZep->unregisterObserver(sp);
+        }
+        done = true;
+    });
+    for (int i = 0; i < kMaxPumps && !done; ++i) pZep->pumpNextDispatcherTask();
+    registrar.join();
+    ASSERT_TRUE(pumpUntil([&] { return spStartup->journal.count("started") > 0; }));
+    pZep->stop();
+    EXPECT_EQ(spStartup->journal.events(), (std::vector<std::string>{"started", "stopped"}));
+}
+
+// --- quiet engine ----------------------------------------------------------------
+
+TEST_F(ZepWrapperTest, EngineWritesNothingToTheConsoleAndWarnsThroughOurLog) {
+    ZepLogCapture log;
+    std::string console;
+    {
+        ConsoleCapture capture;
+        pZep->start();
+        pumpSome(50);
+        engineLog("zep-test", BCTBX_LOG_WARNING, "warning %d from below", 7);
+        engineLog("zep-test", BCTBX_LOG_MESSAGE, "chatter %d from below", 8);
+        pZep->stop();
+        console = capture.finish();
+    }
+    EXPECT_EQ(console, "");
+
+    auto warnings = log.find("warning 7 from below");
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_EQ(warnings[0].level, OZKLogLevelWarning);
+    EXPECT_NE(warnings[0].text.find("[zep-test]"), std::string::npos);
+    EXPECT_TRUE(log.find("chatter 8").empty()) << "below warning level must be filtered";
+}
+
+// --- operations not served yet ------------------------------------------------------
+
+TEST_F(ZepWrapperTest, OperationsNotServedAnswerNotSupported) {
+    pZep->start();
+    ASSERT_TRUE(pZep->isStarted());
+
+    int callId = -1;
+    int volume = -1;
+    int64_t remaining = -1;
+    std::string text;
+    std::vector<int> callIds;
+    std::vector<std::shared_ptr<ZepMultimediaDevices>> media;
+    ZepWrapperAPI::PhoneList phones;
+    auto spCall = std::make_shared<ZepCallInfo>();
+    const std::vector<std::function<int()>> operations = {
+        [&] { return pZep->logout(); },
+        [&] { return pZep->startSignIn(false); },
+        [&] { return pZep->setUserProfileCredentials(1, "user", "secret"); },
+        [&] { return pZep->connect("SEP01", "1000", true); },
+        [&] { return pZep->getConnectionStatus(text); },
+        [&] { return pZep->originate("sip:1000@127.0.0.1", callId, "SendRecv", 0); },
+        [&] { return pZep->answer(1, "SendRecv", 0); },
+        [&] { return pZep->hold(1); },
+        [&] { return pZep->sendDTMF(1, "5"); },
+        [&] { return pZep->getCalls(callIds); },
+        [&] { return pZep->getCallInfo(1, spCall); },
+        [&] { return pZep->getMultimediaDevices(media); },
+        [&] { return pZep->getAvailableDevices(phones); },
+        [&] { return pZep->getCurrentSpeakerVolume(volume); },
+        [&] { return pZep->getSSOSessionTimeRemaining(remaining); },
+        [&] { return pZep->encryptPboxPassword("secret", text); },
+        [&] { return pZep->dockExternalWindow(0, 0, 640, 480, "t", 0, 0, 640, 480); },
+    };
+    for (size_t i = 0; i < operations.size(); ++i) EXPECT_EQ(operations[i](), kNotSupported) << "operation #" << i;
+
+    EXPECT_EQ(spCall, nullptr) << "an unknown call comes back empty";
+    EXPECT_EQ(pZep->getDeviceAndPhoneInfo(), nullptr);
+    EXPECT_TRUE(pZep->isStarted()) << "refusals leave the framework running";
+}
+
+}  // namespace
