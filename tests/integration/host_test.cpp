@@ -15,39 +15,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-bool isReplyTo(const boost::property_tree::ptree& m, const std::string& messageId) {
-    return serverField(m, "replyToMessageId") == messageId;
-}
-
-bool isEvent(const boost::property_tree::ptree& m, const std::string& name) {
-    return serverField(m, "replyToMessageId").empty() && serverField(m, "name") == name;
-}
-
-// Sends a request and returns its reply (fails the test when none comes).
-boost::property_tree::ptree call(HostProcess& host, const std::string& clientId, const std::string& hostname,
-                                 const std::string& name, const std::string& messageId,
-                                 const std::string& content = "", std::string* raw = nullptr) {
-    host.send(request(clientId, hostname, name, messageId, content));
-    std::vector<std::string> seen;
-    boost::property_tree::ptree reply;
-    bool got = host.receiveUntil(
-        [&](const boost::property_tree::ptree& m) {
-            if (!isReplyTo(m, messageId)) return false;
-            reply = m;
-            return true;
-        },
-        5s, &seen);
-    EXPECT_TRUE(got) << "no reply to " << name << " (" << messageId << ")";
-    if (raw && !seen.empty()) *raw = seen.back();
-    return reply;
-}
-
-void writePreferences(const std::string& configHome, const std::string& json) {
-    std::string dir = configHome + "/com.norva.Tollbridge";
-    std::system(("mkdir -p '" + dir + "' && chmod 700 '" + dir + "'").c_str());
-    std::ofstream(dir + "/preferences.json") << json;
-}
-
 class HostFraming : public ::testing::TestWithParam<bool> {
 protected:
     HostProcess::Options options() {

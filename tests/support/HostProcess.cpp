@@ -16,6 +16,7 @@
 #include <thread>
 
 #include <boost/property_tree/json_parser.hpp>
+#include <gtest/gtest.h>
 
 extern char** environ;
 
@@ -271,6 +272,50 @@ boost::property_tree::ptree parseJson(const std::string& text) {
 
 std::string serverField(const boost::property_tree::ptree& message, const std::string& key) {
     return message.get<std::string>("norvaChannelMessage.norvaSDKServerMessage." + key, "");
+}
+
+}  // namespace pelatest
+
+namespace pelatest {
+
+bool isReplyTo(const boost::property_tree::ptree& message, const std::string& messageId) {
+    return serverField(message, "replyToMessageId") == messageId;
+}
+
+bool isEvent(const boost::property_tree::ptree& message, const std::string& name) {
+    return serverField(message, "replyToMessageId").empty() && serverField(message, "name") == name;
+}
+
+boost::property_tree::ptree call(HostProcess& host, const std::string& clientId, const std::string& hostname,
+                                 const std::string& name, const std::string& messageId,
+                                 const std::string& contentJson, std::string* raw) {
+    host.send(request(clientId, hostname, name, messageId, contentJson));
+    std::vector<std::string> seen;
+    boost::property_tree::ptree reply;
+    const bool got = host.receiveUntil(
+        [&](const boost::property_tree::ptree& m) {
+            if (!isReplyTo(m, messageId)) return false;
+            reply = m;
+            return true;
+        },
+        std::chrono::seconds(5), &seen);
+    EXPECT_TRUE(got) << "no reply to " << name << " (" << messageId << ")";
+    if (raw != nullptr && !seen.empty()) *raw = seen.back();
+    return reply;
+}
+
+void writePreferences(const std::string& configHome, const std::string& json) {
+    const std::filesystem::path dir = std::filesystem::path(configHome) / "com.norva.Tollbridge";
+    std::filesystem::create_directories(dir);
+    ::chmod(dir.c_str(), 0700);
+    std::ofstream(dir / "preferences.json") << json;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
 }
 
 }  // namespace pelatest

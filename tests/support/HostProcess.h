@@ -88,5 +88,16 @@ std::string disconnect(const std::string& clientId);
 boost::property_tree::ptree parseJson(const std::string& text);
 // Path into norvaChannelMessage.norvaSDKServerMessage, "" when absent.
 std::string serverField(const boost::property_tree::ptree& message, const std::string& key);
+bool isReplyTo(const boost::property_tree::ptree& message, const std::string& messageId);
+// An unsolicited message (no replyToMessageId) with this name.
+bool isEvent(const boost::property_tree::ptree& message, const std::string& name);
+// Sends a request and returns its reply (fails the test when none comes in
+// time); raw receives the reply's text.
+boost::property_tree::ptree call(HostProcess& host, const std::string& clientId, const std::string& hostname,
+                                 const std::string& name, const std::string& messageId,
+                                 const std::string& contentJson = "", std::string* raw = nullptr);
+// Writes the site whitelist file under configHome.
+void writePreferences(const std::string& configHome, const std::string& json);
+std::string readFile(const std::string& path);
 
 }  // namespace pelatest

@@ -210,9 +210,18 @@ Xvfb::CommandResult Xvfb::runCommand(const std::vector<std::string>& args, std::
 }
 
 std::string Xvfb::waitForWindow(const std::string& title, std::chrono::milliseconds timeout) {
+    // xdotool matches names as extended regular expressions; titles such as
+    // "Allow ...?" must match literally.
+    std::string pattern;
+    for (char c : title) {
+        if (std::strchr("\\^$.|?*+()[]{}", c) != nullptr) {
+            pattern += '\\';
+        }
+        pattern += c;
+    }
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {
-        const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + title + "$"});
+        const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + pattern + "$"});
         if (r.status == 0 && !r.out.empty()) {
             return r.out.substr(0, r.out.find('\n'));
         }
