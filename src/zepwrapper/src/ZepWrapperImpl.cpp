@@ -13,20 +13,9 @@ namespace zep {
 
 static const char* const kSrc = "src/zepwrapper/src/ZepWrapperImpl";
 
-ZepWrapperImpl::~ZepWrapperImpl() = default;
+ZepWrapperImpl::ZepWrapperImpl() = default;
 
-template <class Kind, class Fn>
-void ZepWrapperImpl::deliver(const char* callback, Fn fn) {
-    m_observers.notify<Kind>([&](Kind& observer) {
-        try {
-            fn(observer);
-        } catch (const std::exception& e) {
-            ZEP_LOG(OZKLogLevelError, kSrc, "UNEXPECTED exception from observer in " << callback << " [" << e.what() << "]");
-        } catch (...) {
-            ZEP_LOG(OZKLogLevelError, kSrc, "UNEXPECTED unknown exception from observer in " << callback);
-        }
-    });
-}
+ZepWrapperImpl::~ZepWrapperImpl() = default;
 
 void ZepWrapperImpl::registerObserver(std::shared_ptr<IObserverObject> observer) {
     if (!observer) {
@@ -64,6 +53,8 @@ void ZepWrapperImpl::start() {
         return;
     }
     m_started = true;
+    m_account.onEngineStarted();
+    m_calls.onEngineStarted();
     ZEP_LOG(OZKLogLevelInfo, kSrc, "started, state folder [" << folder << "]");
     // Observers hear about it from the pump, like every other framework event.
     m_queue.post([this] { notifyStarted(); });
@@ -77,6 +68,8 @@ void ZepWrapperImpl::stop() {
     m_queue.runPending();
     m_started = false;
     notifyStopped();
+    m_calls.onEngineStopping();
+    m_account.onEngineStopping();
     m_engine.stop();
     const size_t dropped = m_queue.clear();
     if (dropped > 0) ZEP_LOG(OZKLogLevelInfo, kSrc, "stop: dropped [" << dropped << "] queued tasks");
@@ -93,12 +86,12 @@ void ZepWrapperImpl::pumpNextDispatcherTask() {
 }
 
 void ZepWrapperImpl::notifyStarted() {
-    deliver<ZepStartupObserver>("onZepMediaDeviceFeatureSetStarted",
+    m_context.deliver<ZepStartupObserver>("onZepMediaDeviceFeatureSetStarted",
                                 [](ZepStartupObserver& o) { o.onZepMediaDeviceFeatureSetStarted(); });
 }
 
 void ZepWrapperImpl::notifyStopped() {
-    deliver<ZepStartupObserver>("onZepMediaDeviceFeatureSetStopped",
+    m_context.deliver<ZepStartupObserver>("onZepMediaDeviceFeatureSetStopped",
                                 [](ZepStartupObserver& o) { o.onZepMediaDeviceFeatureSetStopped(); });
 }
 
@@ -107,84 +100,104 @@ int ZepWrapperImpl::notSupported(const char* operation) const {
     return kResultOperationNotSupported;
 }
 
-// --- Not served yet: sign-in and connection ---------------------------------
+// --- Sign-in and connection ---------------------------------------------------
 
-int ZepWrapperImpl::logout() { return notSupported("logout"); }
+int ZepWrapperImpl::logout() { return m_account.logout(); }
 
-void ZepWrapperImpl::setLoryAddressList(const std::vector<std::string>&) { notSupported("setLoryAddressList"); }
-
-void ZepWrapperImpl::setTftpAddressList(const std::vector<std::string>&) { notSupported("setTftpAddressList"); }
-
-void ZepWrapperImpl::setCtiAddressList(const std::vector<std::string>&) { notSupported("setCtiAddressList"); }
-
-int ZepWrapperImpl::startSignIn(bool) { return notSupported("startSignIn"); }
-
-int ZepWrapperImpl::setUserProfileEmailAddress(const std::string&) {
-    return notSupported("setUserProfileEmailAddress");
+void ZepWrapperImpl::setLoryAddressList(const std::vector<std::string>& addresses) {
+    m_account.setLoryAddressList(addresses);
 }
 
-int ZepWrapperImpl::setUserProfileCredentials(unsigned, const std::string&, const std::string&) {
-    return notSupported("setUserProfileCredentials");
+void ZepWrapperImpl::setTftpAddressList(const std::vector<std::string>& addresses) {
+    m_account.setTftpAddressList(addresses);
+}
+
+void ZepWrapperImpl::setCtiAddressList(const std::vector<std::string>& addresses) {
+    m_account.setCtiAddressList(addresses);
+}
+
+int ZepWrapperImpl::startSignIn(bool manualSettings) { return m_account.startSignIn(manualSettings); }
+
+int ZepWrapperImpl::setUserProfileEmailAddress(const std::string& email) {
+    return m_account.setUserProfileEmailAddress(email);
+}
+
+int ZepWrapperImpl::setUserProfileCredentials(unsigned authenticator, const std::string& username,
+                                              const std::string& password) {
+    return m_account.setUserProfileCredentials(authenticator, username, password);
 }
 
 std::shared_ptr<ZepDeviceAndPhoneInfo> ZepWrapperImpl::getDeviceAndPhoneInfo() {
-    // No device is selected until sign-in exists.
-    return std::shared_ptr<ZepDeviceAndPhoneInfo>();
+    return m_account.getDeviceAndPhoneInfo();
 }
 
-int ZepWrapperImpl::getConnectionStatus(std::string&) { return notSupported("getConnectionStatus"); }
+int ZepWrapperImpl::getConnectionStatus(std::string& status) { return m_account.getConnectionStatus(status); }
 
-int ZepWrapperImpl::getMode(std::string&) { return notSupported("getMode"); }
+int ZepWrapperImpl::getMode(std::string& mode) { return m_account.getMode(mode); }
 
-int ZepWrapperImpl::connect(const std::string&, const std::string&, bool) { return notSupported("connect"); }
-
-int ZepWrapperImpl::getAvailableDevices(PhoneList&) { return notSupported("getAvailableDevices"); }
-
-int ZepWrapperImpl::encryptPboxPassword(const std::string&, std::string&) {
-    return notSupported("encryptPboxPassword");
+int ZepWrapperImpl::connect(const std::string& deviceName, const std::string& lineDN, bool forceRegistration) {
+    return m_account.connect(deviceName, lineDN, forceRegistration);
 }
 
-int ZepWrapperImpl::handleInvalidCertificate(const std::string&, bool) {
-    return notSupported("handleInvalidCertificate");
+int ZepWrapperImpl::getAvailableDevices(PhoneList& devices) { return m_account.getAvailableDevices(devices); }
+
+int ZepWrapperImpl::encryptPboxPassword(const std::string& password, std::string& encrypted) {
+    return m_account.encryptPboxPassword(password, encrypted);
 }
 
-// --- Not served yet: calls ---------------------------------------------------
-
-int ZepWrapperImpl::joinCalls(int, int) { return notSupported("joinCalls"); }
-
-int ZepWrapperImpl::transferCall(int, const std::string&) { return notSupported("transferCall"); }
-
-int ZepWrapperImpl::originate(const std::string&, int&, const std::string&, uint64_t) {
-    return notSupported("originate");
+int ZepWrapperImpl::handleInvalidCertificate(const std::string& certFingerprint, bool accept) {
+    return m_account.handleInvalidCertificate(certFingerprint, accept);
 }
 
-int ZepWrapperImpl::answer(int, const std::string&, uint64_t) { return notSupported("answer"); }
+int ZepWrapperImpl::resetData() { return m_account.resetData(); }
 
-int ZepWrapperImpl::endCall(int) { return notSupported("endCall"); }
+int ZepWrapperImpl::configure(const std::string& shmLocalName, const std::string& shmRemoteName) {
+    return m_account.configure(shmLocalName, shmRemoteName);
+}
 
-int ZepWrapperImpl::mute(int, bool, bool) { return notSupported("mute"); }
+// --- Calls ---------------------------------------------------------------------
 
-int ZepWrapperImpl::unmute(int, bool, bool) { return notSupported("unmute"); }
+int ZepWrapperImpl::joinCalls(int callId, int joinCallId) { return m_calls.joinCalls(callId, joinCallId); }
 
-int ZepWrapperImpl::hold(int) { return notSupported("hold"); }
+int ZepWrapperImpl::transferCall(int callId, const std::string& number) {
+    return m_calls.transferCall(callId, number);
+}
 
-int ZepWrapperImpl::resume(int) { return notSupported("resume"); }
+int ZepWrapperImpl::originate(const std::string& recipient, int& callId, const std::string& videoDirection,
+                              uint64_t windowhandle) {
+    return m_calls.originate(recipient, callId, videoDirection, windowhandle);
+}
 
-int ZepWrapperImpl::iDivert(int) { return notSupported("iDivert"); }
+int ZepWrapperImpl::answer(int callId, const std::string& videoDirection, uint64_t windowhandle) {
+    return m_calls.answer(callId, videoDirection, windowhandle);
+}
 
-int ZepWrapperImpl::sendDTMF(int, const std::string&) { return notSupported("sendDTMF"); }
+int ZepWrapperImpl::endCall(int callId) { return m_calls.endCall(callId); }
 
-int ZepWrapperImpl::setVideoDirection(int, const std::string&) { return notSupported("setVideoDirection"); }
+int ZepWrapperImpl::mute(int callId, bool audio, bool video) { return m_calls.mute(callId, audio, video); }
 
-int ZepWrapperImpl::completeTransferCall(int) { return notSupported("completeTransferCall"); }
+int ZepWrapperImpl::unmute(int callId, bool audio, bool video) { return m_calls.unmute(callId, audio, video); }
 
-int ZepWrapperImpl::cancelTransfer(int) { return notSupported("cancelTransfer"); }
+int ZepWrapperImpl::hold(int callId) { return m_calls.hold(callId); }
 
-int ZepWrapperImpl::getCalls(std::vector<int>&) { return notSupported("getCalls"); }
+int ZepWrapperImpl::resume(int callId) { return m_calls.resume(callId); }
 
-int ZepWrapperImpl::getCallInfo(int, std::shared_ptr<ZepCallInfo>& call) {
-    call.reset();
-    return notSupported("getCallInfo");
+int ZepWrapperImpl::iDivert(int callId) { return m_calls.iDivert(callId); }
+
+int ZepWrapperImpl::sendDTMF(int callId, const std::string& digit) { return m_calls.sendDTMF(callId, digit); }
+
+int ZepWrapperImpl::setVideoDirection(int callId, const std::string& direction) {
+    return m_calls.setVideoDirection(callId, direction);
+}
+
+int ZepWrapperImpl::completeTransferCall(int callId) { return m_calls.completeTransferCall(callId); }
+
+int ZepWrapperImpl::cancelTransfer(int callId) { return m_calls.cancelTransfer(callId); }
+
+int ZepWrapperImpl::getCalls(std::vector<int>& callIds) { return m_calls.getCalls(callIds); }
+
+int ZepWrapperImpl::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) {
+    return m_calls.getCallInfo(callId, call);
 }
 
 // --- Not served yet: media devices and volumes -------------------------------
@@ -225,8 +238,6 @@ int ZepWrapperImpl::ssoNavigationCompleted(int64_t, const std::string&, const st
 
 int ZepWrapperImpl::restablishSSOSession() { return notSupported("restablishSSOSession"); }
 
-int ZepWrapperImpl::resetData() { return notSupported("resetData"); }
-
 int ZepWrapperImpl::getSSOSessionTimeRemaining(int64_t&) { return notSupported("getSSOSessionTimeRemaining"); }
 
 int ZepWrapperImpl::cancelSingleSignOn() { return notSupported("cancelSingleSignOn"); }
@@ -244,8 +255,6 @@ int ZepWrapperImpl::removePreviewWindow() { return notSupported("removePreviewWi
 int ZepWrapperImpl::addWindowToCall(int) { return notSupported("addWindowToCall"); }
 
 int ZepWrapperImpl::removeWindowFromCall(int) { return notSupported("removeWindowFromCall"); }
-
-int ZepWrapperImpl::configure(const std::string&, const std::string&) { return notSupported("configure"); }
 
 int ZepWrapperImpl::showCallInExternalWindow(int) { return notSupported("showCallInExternalWindow"); }
 

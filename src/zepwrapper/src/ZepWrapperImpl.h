@@ -7,25 +7,26 @@
 
 #include <zepwrapper/ZepWrapperAPI.h>
 
+#include "AccountManager.h"
+#include "CallManager.h"
 #include "DispatchQueue.h"
+#include "FrameworkContext.h"
 #include "LinphoneEngine.h"
 #include "ObserverRegistry.h"
 
 namespace tessel {
 namespace zep {
 
-// The framework's interface object. It serves the life cycle (start, stop,
-// isStarted, pumpNextDispatcherTask) and observer registration; every other
-// operation answers "not supported" (16) until the account/registration
-// manager (sign-in, connect, connection status) and the call manager (calls,
-// media devices) are attached to the engine.
+// The framework's interface object. It owns the engine's life cycle and the
+// observer registry, and hands sign-in and connection to the account
+// manager and calls to the call manager.
 //
 // Threads: the host calls every operation and pumps from one thread, which is
 // also where every observer callback runs. Only registration may come from
 // another thread.
 class ZepWrapperImpl : public ZepWrapperAPI {
 public:
-    ZepWrapperImpl() = default;
+    ZepWrapperImpl();
     ~ZepWrapperImpl() override;
 
     void registerObserver(std::shared_ptr<IObserverObject> observer) override;
@@ -108,14 +109,13 @@ private:
     void notifyStarted();
     void notifyStopped();
     int notSupported(const char* operation) const;
-    // Calls fn on every observer of the kind; an observer that throws is
-    // logged and the others still hear about it.
-    template <class Kind, class Fn>
-    void deliver(const char* callback, Fn fn);
 
     ObserverRegistry m_observers;
     DispatchQueue m_queue;
     LinphoneEngine m_engine;
+    FrameworkContext m_context{m_engine, m_observers, m_queue};
+    AccountManager m_account{m_context};
+    CallManager m_calls{m_context, m_account};
     // Read by isStarted from any thread; changed only on the pumping thread.
     std::atomic<bool> m_started{false};
     // Set while stop() runs, so a callback cannot restart us half-way.
