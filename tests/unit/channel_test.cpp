@@ -289,6 +289,8 @@ TEST_F(WatcherTest, FailedInputSetsTheShutdownEventWithinAboutASecond) {
 
     m_spState->setFailed();
     EXPECT_TRUE(m_spShutdown->timedWait(2500));
+    // The thread logs its exit after setting the event; join only then, so the order is fixed.
+    ASSERT_TRUE(m_log.waitFor("CinFailPoolingThread exiting", 5s));
     EXPECT_FALSE(m_spWatcher->join());
     EXPECT_EQ((std::vector<std::string>{"CinFailPoolingThread handler running", "cin failed, event is set",
                                         "CinFailPoolingThread exiting",
