@@ -5,6 +5,7 @@
 
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
 #include <boost/property_tree/json_parser.hpp>
+#include <functional>
 #include <sstream>
 
 #include "CapturingLog.h"
@@ -86,6 +87,20 @@ protected:
         return event;
     }
 
+    // The one queued event as "name content", the content as the page reads it.
+    std::string take() {
+        auto event = takeEvent();
+        return event->getEventName() + " " + contentJson(event);
+    }
+
+    // Runs each callback and checks the one event it queues.
+    void expectEvents(const std::vector<std::pair<std::function<void()>, std::string>>& cases) {
+        for (const auto& c : cases) {
+            c.first();
+            EXPECT_EQ(take(), c.second);
+        }
+    }
+
     CapturingLog log;
     FakeZepWrapper fake;
     std::shared_ptr<CapturingSink> spSink = std::make_shared<CapturingSink>();
@@ -95,32 +110,23 @@ protected:
 
 // --- call state ---
 
-TEST_F(ObserversTest, CallStateChangeCarriesTheCallObject) {
+TEST_F(ObserversTest, CallStateEventsAndTheirNeedOfTheFramework) {
     auto observer = wired<ZepWCallStateObserverImpl>();
     observer->onCallStateChange("evConnected", nullptr, 7);
     auto event = takeEvent();
     EXPECT_EQ(event->getEventName(), "callstatechange");
     EXPECT_EQ(contentJson(event).find("{\"callId\":7,\"callEvent\":\"evConnected\","), 0u) << contentJson(event);
-    EXPECT_TRUE(log.contains("ZepWCallStateObserverImpl::onCallStateChange"));
-
     observer->onAttendedTransferStateChange(4);
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "attendedtransferstatechange");
-    EXPECT_EQ(contentJson(event), "{\"callId\":4}");
+    EXPECT_EQ(take(), "attendedtransferstatechange {\"callId\":4}");
     EXPECT_TRUE(log.contains("ZepWCallStateObserverImpl::onAttendedTransferStateChange callid:4"));
-
     observer->onCallVideoResolutionChange(1280, 720, 7);
     EXPECT_EQ(spSink->size(), 0u);
-}
 
-TEST_F(ObserversTest, CallStateChangeNeedsTheFrameworkButTransferDoesNot) {
-    auto observer = wired<ZepWCallStateObserverImpl>();
+    // The call object is read from the framework; the transfer notice is not.
     observer->setZepW(nullptr);
-
     observer->onCallStateChange("evConnected", nullptr, 7);
     EXPECT_EQ(spSink->size(), 0u);
     EXPECT_EQ(log.count("No ZepW. Ignore event."), 1u);
-
     observer->onAttendedTransferStateChange(4);
     EXPECT_EQ(onlyEvent()->getEventName(), "attendedtransferstatechange");
 }
@@ -182,45 +188,25 @@ TEST_F(ObserversTest, WithoutASinkEveryCallbackIsDroppedWithALogLine) {
     EXPECT_EQ(log.count("No task sink. Ignore event."), 28u);
 }
 
-// --- connection and start-up ---
+// --- connection, start-up, sign-in, certificates and media devices ---
 
-TEST_F(ObserversTest, ConnectionEvents) {
+TEST_F(ObserversTest, ConnectionAndStartupEvents) {
     auto observer = wired<ZepWConnectionObserverImpl>();
-
-    observer->onConnectionStatusChange("eReady");
-    auto event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "connectionstatuschange");
-    EXPECT_EQ(event->getContent()->data(), "eReady");
-    EXPECT_TRUE(event->getContent()->empty());
-    EXPECT_TRUE(log.contains("ZepWConnectionObserverImpl::onConnectionStatusChange [eReady]"));
-
-    observer->onConnectionFailure("eNoNetwork");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "connectionfailure");
-    EXPECT_EQ(event->getContent()->data(), "eNoNetwork");
-    EXPECT_TRUE(log.contains("ZepWConnectionObserverImpl::onConnectionFailure [eNoNetwork]"));
-
-    observer->onAuthenticationStatusChange("eInProgress");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "authenticationstatuschange");
-    EXPECT_EQ(event->getContent()->data(), "eInProgress");
-    EXPECT_TRUE(log.contains("ZepWConnectionObserverImpl::onAuthenticationStatusChange [eInProgress]"));
-
-    observer->onCallControlModeChange("Softphone", "CSFJDOE", "1001");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "callcontrolmodechange");
-    EXPECT_EQ(contentJson(event), "{\"phoneMode\":\"Softphone\",\"deviceName\":\"CSFJDOE\",\"lineDN\":\"1001\"}");
-}
-
-TEST_F(ObserversTest, DeviceListEventAlwaysCarriesADevicesArray) {
-    auto observer = wired<ZepWConnectionObserverImpl>();
+    auto startup = wired<ZepWStartupObserverImpl>();
     auto phones = std::make_shared<std::vector<std::shared_ptr<ZepPhoneInfo>>>();
-
-    observer->onZepTelephonyDevicesChanged(phones);
-    auto event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "telephonydeviceschange");
-    EXPECT_EQ(contentJson(event), "{\"devices\":[]}");
-    EXPECT_TRUE(log.contains("ZepWConnectionObserverImpl::onZepTelephonyDevicesChanged"));
+    expectEvents({
+        {[&] { observer->onConnectionStatusChange("eReady"); }, "connectionstatuschange \"eReady\""},
+        {[&] { observer->onConnectionFailure("eNoNetwork"); }, "connectionfailure \"eNoNetwork\""},
+        {[&] { observer->onAuthenticationStatusChange("eInProgress"); }, "authenticationstatuschange \"eInProgress\""},
+        {[&] { observer->onCallControlModeChange("Softphone", "CSFJDOE", "1001"); },
+         "callcontrolmodechange {\"phoneMode\":\"Softphone\",\"deviceName\":\"CSFJDOE\",\"lineDN\":\"1001\"}"},
+        // The device list always carries a devices array.
+        {[&] { observer->onZepTelephonyDevicesChanged(phones); }, "telephonydeviceschange {\"devices\":[]}"},
+        {[&] { startup->onZepMediaDeviceFeatureSetStarted(); }, "multimediacapabilitiesstarted <none>"},
+        {[&] { startup->onZepMediaDeviceFeatureSetStopped(); }, "multimediacapabilitiesstopped <none>"},
+    });
+    EXPECT_TRUE(log.contains("ZepWConnectionObserverImpl::onConnectionStatusChange [eReady]"));
+    EXPECT_TRUE(log.contains("ZepWStartupObserverImpl::onZepMediaDeviceFeatureSetStarted"));
 
     auto phone = std::make_shared<ZepPhoneInfo>();
     phone->setName("CSFJDOE");
@@ -232,95 +218,37 @@ TEST_F(ObserversTest, DeviceListEventAlwaysCarriesADevicesArray) {
     EXPECT_NE(text.find("},{\"name\":\"CSFJDOE\""), std::string::npos) << text;
 }
 
-TEST_F(ObserversTest, StartupEventsHaveNoContent) {
-    auto observer = wired<ZepWStartupObserverImpl>();
-    observer->onZepMediaDeviceFeatureSetStarted();
-    auto event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "multimediacapabilitiesstarted");
-    EXPECT_EQ(event->getContent(), nullptr);
-
-    observer->onZepMediaDeviceFeatureSetStopped();
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "multimediacapabilitiesstopped");
-    EXPECT_EQ(event->getContent(), nullptr);
-    EXPECT_TRUE(log.contains("ZepWStartupObserverImpl::onZepMediaDeviceFeatureSetStarted"));
-    EXPECT_TRUE(log.contains("ZepWStartupObserverImpl::onZepMediaDeviceFeatureSetStopped"));
-}
-
-// --- sign-in and certificates ---
-
-TEST_F(ObserversTest, LoginEventsWithObjectContent) {
+TEST_F(ObserversTest, LoginAndMediaDeviceEvents) {
     auto observer = wired<ZepWLoginObserverImpl>();
+    auto media = wired<ZepWMediaDeviceObserverImpl>();
     auto errors = std::make_shared<std::vector<std::string>>(std::vector<std::string>{"bad password", "locked"});
-
-    observer->onCredentialsRequired(4000000000u, errors);
-    auto event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "userprofilecredentialsrequired");
-    EXPECT_EQ(contentJson(event),
-              "{\"authenticatorId\":4000000000,\"errors\":[{\"error\":\"bad password\"},{\"error\":\"locked\"}]}");
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnCredentialsRequired"));
-
-    observer->onSSOSignInRequired(std::make_shared<std::vector<std::string>>());
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "ssosigninrequired");
-    EXPECT_EQ(contentJson(event), "{\"errors\":[]}");
-
-    observer->onUserProfileEmailAddressRequired(nullptr);
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "userprofileemailaddressrequired");
-    EXPECT_EQ(contentJson(event), "{\"errors\":[]}");
+    expectEvents({
+        {[&] { observer->onCredentialsRequired(4000000000u, errors); },
+         "userprofilecredentialsrequired {\"authenticatorId\":4000000000,"
+         "\"errors\":[{\"error\":\"bad password\"},{\"error\":\"locked\"}]}"},
+        {[&] { observer->onSSOSignInRequired(std::make_shared<std::vector<std::string>>()); },
+         "ssosigninrequired {\"errors\":[]}"},
+        {[&] { observer->onUserProfileEmailAddressRequired(nullptr); }, "userprofileemailaddressrequired {\"errors\":[]}"},
+        {[&] { observer->onSSOShowWindow(true); }, "ssoshowwindow {\"show\":true}"},
+        {[&] { observer->onCanCancelSingleSignOnChanged(false); }, "cancancelsinglesignonchanged {\"cancancel\":false}"},
+        {[&] { observer->onAuthenticationStatusChanged("Failed", "Ung\xC3\xBCltig \xCE\xA9"); },
+         "authenticationresult {\"status\":\"Failed\",\"result\":\"Ung\xFCltig \\u03A9\"}"},
+        {[&] { observer->onSSONavigateTo("https://idp.example/login?x=1"); },
+         "ssonavigateto \"https:\\/\\/idp.example\\/login?x=1\""},
+        {[&] { observer->onLifeCycleStateChanged("SIGNING_IN"); }, "lifecyclestatechanged \"SIGNING_IN\""},
+        {[&] { observer->onLifeCycleSSOSessionChanged("VALID"); }, "lifecyclessosessionchanged \"VALID\""},
+        {[&] { observer->onSSOInvokeResetData(); }, "ssoinvokeresetdata <none>"},
+        {[&] { observer->onLoggedIn(); }, "loggedin <none>"},
+        {[&] { observer->onSSOSessionExpiryPromptRequired(); }, "ssosessionexpirypromptrequired <none>"},
+        {[&] { media->onMultimediaDevicesChanged(); }, "multimediadevicechange <none>"},
+        {[&] { media->onCurrentSpeakerVolumeChanged(-3); }, "speakervolumechanged {\"volume\":-3}"},
+        {[&] { media->onCurrentRingtoneChanged("Gl\xC3\xB6" "cke"); }, "ringtonechanged {\"ringtone\":\"Gl\xF6" "cke\"}"},
+    });
     EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnUserProfileEmailAddressRequiredd"));
-
-    observer->onSSOShowWindow(true);
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "ssoshowwindow");
-    EXPECT_EQ(contentJson(event), "{\"show\":true}");
     EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnSSOShowWindow [1]"));
-
-    observer->onCanCancelSingleSignOnChanged(false);
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "cancancelsinglesignonchanged");
-    EXPECT_EQ(contentJson(event), "{\"cancancel\":false}");
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::onCanCancelSingleSignOnChanged [0]"));
-
-    observer->onAuthenticationStatusChanged("Failed", "Ung\xC3\xBCltig \xCE\xA9");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "authenticationresult");
-    EXPECT_EQ(contentJson(event), "{\"status\":\"Failed\",\"result\":\"Ung\xFCltig \\u03A9\"}");
     EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::onAuthenticationStatusChanged [Failed -- Ung"));
-}
-
-TEST_F(ObserversTest, LoginEventsWithTextOrNoContent) {
-    auto observer = wired<ZepWLoginObserverImpl>();
-
-    observer->onSSONavigateTo("https://idp.example/login?x=1");
-    auto event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "ssonavigateto");
-    EXPECT_EQ(event->getContent()->data(), "https://idp.example/login?x=1");
     EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnSSONavigateTo [https://idp.example/login?x=1]"));
-
-    observer->onLifeCycleStateChanged("SIGNING_IN");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "lifecyclestatechanged");
-    EXPECT_EQ(event->getContent()->data(), "SIGNING_IN");
-
-    observer->onLifeCycleSSOSessionChanged("VALID");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "lifecyclessosessionchanged");
-    EXPECT_EQ(event->getContent()->data(), "VALID");
-
-    const std::pair<void (ZepWLoginObserverImpl::*)(), const char*> bare[] = {
-        {&ZepWLoginObserverImpl::onSSOInvokeResetData, "ssoinvokeresetdata"},
-        {&ZepWLoginObserverImpl::onLoggedIn, "loggedin"},
-        {&ZepWLoginObserverImpl::onSSOSessionExpiryPromptRequired, "ssosessionexpirypromptrequired"},
-    };
-    for (const auto& callback : bare) {
-        ((*observer).*(callback.first))();
-        event = takeEvent();
-        EXPECT_EQ(event->getEventName(), callback.second);
-        EXPECT_EQ(event->getContent(), nullptr) << callback.second;
-    }
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnLoggedIn"));
+    EXPECT_TRUE(log.contains("ZepWMediaDeviceObserverImpl::onCurrentRingtoneChanged: Gl"));
 }
 
 TEST_F(ObserversTest, InvalidCertificateEvent) {
@@ -330,7 +258,6 @@ TEST_F(ObserversTest, InvalidCertificateEvent) {
                                    {"expired", "selfSigned", "hostnameMismatch"}, pem, {}, true, false);
     auto event = takeEvent();
     EXPECT_EQ(event->getEventName(), "invalidcertificate");
-    EXPECT_TRUE(log.contains("ZepWCertificateObserverImpl::onInvalidCertificate"));
     // The certificate data is handed on byte for byte.
     EXPECT_EQ(event->getContent()->get<std::string>("subjectCertificateData"), pem);
 
@@ -353,27 +280,9 @@ TEST_F(ObserversTest, InvalidCertificateEvent) {
               std::string::npos);
 }
 
+// --- the external window ---
+
 // --- media devices and the external window ---
-
-TEST_F(ObserversTest, MediaDeviceEvents) {
-    auto observer = wired<ZepWMediaDeviceObserverImpl>();
-
-    observer->onMultimediaDevicesChanged();
-    auto event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "multimediadevicechange");
-    EXPECT_EQ(event->getContent(), nullptr);
-
-    observer->onCurrentSpeakerVolumeChanged(-3);
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "speakervolumechanged");
-    EXPECT_EQ(contentJson(event), "{\"volume\":-3}");
-
-    observer->onCurrentRingtoneChanged("Gl\xC3\xB6" "cke");
-    event = takeEvent();
-    EXPECT_EQ(event->getEventName(), "ringtonechanged");
-    EXPECT_EQ(contentJson(event), "{\"ringtone\":\"Gl\xF6" "cke\"}");
-    EXPECT_TRUE(log.contains("ZepWMediaDeviceObserverImpl::onCurrentRingtoneChanged: Gl"));
-}
 
 TEST_F(ObserversTest, WindowStateEvent) {
     auto observer = wired<ZepWExternalWindowObserverImpl>();
@@ -402,58 +311,43 @@ protected:
         spObserver->setTaskRegistry(spRegistry);
     }
 
-    // The one queued command, which must carry a request named after it.
-    std::shared_ptr<CommandTask> takeCommand(const std::string& name) {
+    // The one queued command, which must carry a request named after it and
+    // no page; returns the request's content as "key=value " pairs.
+    std::string takeCommand(const std::string& name, Ptree* content = nullptr) {
         auto tasks = spSink->tasksOf<CommandTask>();
         EXPECT_EQ(spSink->size(), 1u);
         spSink->clear();
-        if (tasks.size() != 1) {
-            return std::make_shared<CommandTask>("<none>");
+        if (tasks.size() != 1 || !tasks[0]->getTaskContext() ||
+            !tasks[0]->getTaskContext()->getSDKClientMessage()) {
+            return "<no request>";
         }
-        auto task = tasks[0];
-        EXPECT_EQ(task->commandName, name);
-        auto context = task->getTaskContext();
-        EXPECT_TRUE(context != nullptr);
-        if (context) {
-            EXPECT_EQ(context->getChannelClient(), nullptr) << "a press has no page";
-            auto request = context->getSDKClientMessage();
-            EXPECT_TRUE(request != nullptr);
-            if (request) {
-                EXPECT_EQ(request->getName(), name);
-                EXPECT_FALSE(request->getMessageId().empty());
-            }
+        EXPECT_EQ(tasks[0]->commandName, name);
+        EXPECT_EQ(tasks[0]->getTaskContext()->getChannelClient(), nullptr) << "a press has no page";
+        auto request = tasks[0]->getTaskContext()->getSDKClientMessage();
+        EXPECT_EQ(request->getName(), name);
+        EXPECT_FALSE(request->getMessageId().empty());
+        if (!request->getContent()) {
+            return "<none>";
         }
-        return task;
-    }
-
-    static Ptree contentOf(const std::shared_ptr<CommandTask>& task) {
-        auto context = task->getTaskContext();
-        if (!context || !context->getSDKClientMessage() || !context->getSDKClientMessage()->getContent()) {
-            return Ptree();
+        std::string text;
+        for (const auto& member : *request->getContent()) {
+            text += member.first + "=" + member.second.data() + " ";
         }
-        return *context->getSDKClientMessage()->getContent();
-    }
-
-    static std::vector<std::pair<std::string, std::string>> members(const Ptree& tree) {
-        std::vector<std::pair<std::string, std::string>> out;
-        for (const auto& member : tree) {
-            out.emplace_back(member.first, member.second.data());
+        if (content) {
+            *content = *request->getContent();
         }
-        return out;
+        return text;
     }
 
     std::shared_ptr<TaskRegistry> spRegistry = std::make_shared<TaskRegistry>();
     std::shared_ptr<ZepWExternalWindowObserverImpl> spObserver;
 };
 
-TEST_F(WindowPressTest, MuteForCallSevenAudioOnlyReadsLikeAPageRequest) {
+TEST_F(WindowPressTest, EveryButtonBecomesItsCommandAsAPageWouldSendIt) {
+    Ptree content;
     spObserver->onExternalWindowMute(7, true, false);
-    auto task = takeCommand("mute");
-    Ptree content = contentOf(task);
-    EXPECT_EQ(members(content), (std::vector<std::pair<std::string, std::string>>{
-                                    {"callId", "7"}, {"muteAudio", "true"}, {"muteVideo", "false"}}));
+    EXPECT_EQ(takeCommand("mute", &content), "callId=7 muteAudio=true muteVideo=false ");
     EXPECT_TRUE(log.contains("ZepWExternalWindowObserverImpl::onExternalWindowMute [7, 1, 0]"));
-
     // The command's own parameter readers accept it.
     int32_t callId = 0;
     bool audio = false;
@@ -464,43 +358,27 @@ TEST_F(WindowPressTest, MuteForCallSevenAudioOnlyReadsLikeAPageRequest) {
     EXPECT_EQ(callId, 7);
     EXPECT_TRUE(audio);
     EXPECT_FALSE(video);
-}
-
-TEST_F(WindowPressTest, EveryButtonBecomesItsCommand) {
-    typedef std::vector<std::pair<std::string, std::string>> Members;
 
     spObserver->onExternalWindowUnmute(3, false, true);
-    EXPECT_EQ(members(contentOf(takeCommand("unmute"))),
-              (Members{{"callId", "3"}, {"unmuteAudio", "false"}, {"unmuteVideo", "true"}}));
-
+    EXPECT_EQ(takeCommand("unmute"), "callId=3 unmuteAudio=false unmuteVideo=true ");
     spObserver->onExternalWindowEndCall(-2);
-    EXPECT_EQ(members(contentOf(takeCommand("endCall"))), (Members{{"callId", "-2"}}));
-    EXPECT_TRUE(log.contains("ZepWExternalWindowObserverImpl::onExternalWindowEndCall [-2]"));
-
+    EXPECT_EQ(takeCommand("endCall"), "callId=-2 ");
     spObserver->onExternalWindowResume(5);
-    EXPECT_EQ(members(contentOf(takeCommand("resume"))), (Members{{"callId", "5"}}));
-
+    EXPECT_EQ(takeCommand("resume"), "callId=5 ");
     spObserver->onExternalWindowSetVideoDirection(5, "RecvOnly");
-    EXPECT_EQ(members(contentOf(takeCommand("setVideoDirection"))),
-              (Members{{"callId", "5"}, {"videoDirection", "RecvOnly"}}));
+    EXPECT_EQ(takeCommand("setVideoDirection"), "callId=5 videoDirection=RecvOnly ");
     EXPECT_TRUE(log.contains("ZepWExternalWindowObserverImpl::onExternalWindowSetVideoDirection [5, RecvOnly]"));
-
     // Validating the digit is the command's business, not the window's.
     spObserver->onExternalWindowSendDTMF(5, "Q");
-    EXPECT_EQ(members(contentOf(takeCommand("sendDTMF"))), (Members{{"callId", "5"}, {"digit", "Q"}}));
-
+    EXPECT_EQ(takeCommand("sendDTMF"), "callId=5 digit=Q ");
     spObserver->onExternalWindowHideWindow();
-    auto hide = takeCommand("hideExternalWindow");
-    EXPECT_EQ(hide->getTaskContext()->getSDKClientMessage()->getContent(), nullptr);
-    EXPECT_TRUE(log.contains("ZepWExternalWindowObserverImpl::onExternalWindowHideWindow"));
-}
+    EXPECT_EQ(takeCommand("hideExternalWindow"), "<none>");
 
-TEST_F(WindowPressTest, EachPressIsAFreshRequest) {
+    // Each press is a fresh request.
     spObserver->onExternalWindowResume(1);
     spObserver->onExternalWindowResume(1);
     auto tasks = spSink->tasksOf<CommandTask>();
     ASSERT_EQ(tasks.size(), 2u);
-    EXPECT_NE(tasks[0], tasks[1]);
     EXPECT_NE(tasks[0]->getTaskContext(), tasks[1]->getTaskContext());
     EXPECT_NE(tasks[0]->getTaskContext()->getSDKClientMessage()->getMessageId(),
               tasks[1]->getTaskContext()->getSDKClientMessage()->getMessageId());
@@ -512,10 +390,7 @@ TEST_F(WindowPressTest, WithoutRegistryOrCommandThePressIsDroppedWithALogLine) {
     EXPECT_EQ(spSink->size(), 0u);
     EXPECT_TRUE(log.contains("UNEXPECTED ZepWExternalWindowObserverImpl no TaskRegistry"));
 
-    {
-        auto gone = std::make_shared<TaskRegistry>();
-        bare->setTaskRegistry(gone);
-    }
+    bare->setTaskRegistry(std::make_shared<TaskRegistry>());  // gone at once
     bare->onExternalWindowResume(1);
     EXPECT_EQ(spSink->size(), 0u);
     EXPECT_EQ(log.count("no TaskRegistry"), 2u);
