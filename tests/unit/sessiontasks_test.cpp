@@ -4,7 +4,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <filesystem>
 
 #include "AuthorizationTask.h"
 #include "CapturingLog.h"
@@ -20,6 +19,7 @@
 #include "SDKClientMessage.h"
 #include "ShowUserAuthorizationTask.h"
 #include "StopTask.h"
+#include "HostProcess.h"
 #include "TaskContext.h"
 
 using namespace tessel;
@@ -66,11 +66,7 @@ std::string rawValue(const std::string& json, const std::string& key) {
 class SessionTasksTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        char pattern[] = "/tmp/sessiontasks_test.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        m_configDir = pattern;
-        setenv("XDG_CONFIG_HOME", m_configDir.c_str(), 1);
-
+        setenv("XDG_CONFIG_HOME", m_configDir.path().c_str(), 1);
         spOut = std::make_shared<CapturingSink>();
         spIn = std::make_shared<CapturingSink>();
         spZep = std::make_shared<FakeZepWCmdClient>();
@@ -87,7 +83,6 @@ protected:
 
     void TearDown() override {
         spManager.reset();
-        std::filesystem::remove_all(m_configDir);
         unsetenv("XDG_CONFIG_HOME");
     }
 
@@ -142,8 +137,17 @@ protected:
     std::shared_ptr<ClientManager> spManager;
     std::vector<std::shared_ptr<ScriptedDialog>> dialogs;
 
+    // The version object every init and getVersion reply carries.
+    static void expectVersion(const Ptree& content) {
+        const Ptree& version = content.get_child("version");
+        EXPECT_EQ(version.size(), 3u);
+        EXPECT_EQ(version.get<std::string>("plugin"), "4.0.0.577");
+        EXPECT_EQ(version.get<std::string>("plugin_revision"), "217040");
+        EXPECT_EQ(version.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
+    }
+
 private:
-    std::string m_configDir;
+    pelatest::TempDir m_configDir;
 };
 
 }  // namespace
@@ -169,11 +173,8 @@ TEST_F(SessionTasksTest, InitStartsFrameworkOnlyForWhitelistedSite) {
     EXPECT_EQ(server(messages[0]).get<std::string>("content.userauthstatus"), "MustShowAuth");
     EXPECT_EQ(server(messages[1]).get<std::string>("content.userauthstatus"), "UserAuthorized");
 
-    const Ptree& content = server(messages[1]).get_child("content");
-    EXPECT_EQ(content.get<std::string>("version.plugin"), "4.0.0.577");
-    EXPECT_EQ(content.get<std::string>("version.plugin_revision"), "217040");
-    EXPECT_EQ(content.get<std::string>("version.system_release"), "Norva Voice System Release 11.0 EAP1");
-    EXPECT_EQ(content.get<std::string>("instanceId"), std::to_string(getpid()));
+    expectVersion(server(messages[1]).get_child("content"));
+    EXPECT_EQ(server(messages[1]).get<std::string>("content.instanceId"), std::to_string(getpid()));
     EXPECT_EQ(server(messages[0]).get<std::string>("content.instanceId"), std::to_string(getpid()));
 }
 
@@ -186,18 +187,14 @@ TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
         run<InitTask>(ctx);
         auto texts = spOut->texts();
         ASSERT_EQ(texts.size(), 1u);
-        const std::string& json = texts[0];
-        const std::string yes = chrome ? "true" : "false";
-        const std::string no = chrome ? "false" : "true";
-        EXPECT_EQ(rawValue(json, "video"), "true");
-        EXPECT_EQ(rawValue(json, "multireg"), "true");
-        EXPECT_EQ(rawValue(json, "delayedUserAuth"), "true");
-        EXPECT_EQ(rawValue(json, "certValidation"), "true");
-        EXPECT_EQ(rawValue(json, "videoPluginObject"), no);
-        EXPECT_EQ(rawValue(json, "externalWindowDocking"), yes);
-        EXPECT_EQ(rawValue(json, "showingDockingTarget"), "true");
-        EXPECT_EQ(rawValue(json, "ringtoneSelection"), "false");
-        EXPECT_EQ(rawValue(json, "ringOnAllDevices"), "false");
+        // Typed booleans; only two follow the framing.
+        const std::pair<const char*, bool> expected[] = {
+            {"video", true},          {"multireg", true},           {"delayedUserAuth", true},
+            {"certValidation", true}, {"videoPluginObject", !chrome}, {"externalWindowDocking", chrome},
+            {"showingDockingTarget", true}, {"ringtoneSelection", false}, {"ringOnAllDevices", false}};
+        for (const auto& capability : expected) {
+            EXPECT_EQ(rawValue(texts[0], capability.first), capability.second ? "true" : "false") << capability.first;
+        }
         EXPECT_EQ(spOut->messages()[0].get_child("norvaChannelMessage.norvaSDKServerMessage.content.capabilities").size(),
                   9u);
     }
@@ -317,11 +314,7 @@ TEST_F(SessionTasksTest, GetUserAuthStatusAndGetVersion) {
     run<GetVersionTask>(context(fresh, "getVersion", tree({{"verbose", "true"}})));
     messages = spOut->messages();
     ASSERT_EQ(messages.size(), 2u);
-    const Ptree& version = server(messages[0]).get_child("content.version");
-    EXPECT_EQ(version.size(), 3u);
-    EXPECT_EQ(version.get<std::string>("plugin"), "4.0.0.577");
-    EXPECT_EQ(version.get<std::string>("plugin_revision"), "217040");
-    EXPECT_EQ(version.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
+    expectVersion(server(messages[0]).get_child("content"));
     EXPECT_EQ(server(messages[1]).get<std::string>("error"), "eSyntaxError");
     EXPECT_TRUE(log.contains("GetVersionTask::execute"));
 }
