@@ -74,87 +74,44 @@ std::shared_ptr<RecordingTask> makeTask(const std::string& name,
     return std::make_shared<RecordingTask>(name, journal);
 }
 
-// ---------------------------------------------------------------- TaskContext
-
-TEST(TaskContextTest, CloneCopiesEveryField) {
-    CapturingLog log;
-    auto spSource = std::make_shared<TaskContext>();
-    spSource->setLog(&log);
-    spSource->setTaskDoneSink(std::make_shared<TaskQueue>());
-    spSource->setTaskRegistry(std::make_shared<TaskRegistry>());
-    spSource->setZepCmdcli(std::make_shared<FakeZepWCmdClient>());
-    spSource->setChannelClient(std::make_shared<ChannelClient>());
-    spSource->setSDKClientMessage(std::make_shared<SDKClientMessage>());
-    spSource->setClientManager(std::make_shared<ClientManager>());
-    spSource->setIsRunByChrome(true);
-    spSource->setIsWin32Platform(true);
-
-    TaskContext copy;
-    copy.clone(spSource.get());
-    EXPECT_EQ(copy.getLog(), &log);
-    EXPECT_EQ(copy.getTaskDoneSink(), spSource->getTaskDoneSink());
-    EXPECT_EQ(copy.getTaskRegistry(), spSource->getTaskRegistry());
-    EXPECT_EQ(copy.getZepCmdcli(), spSource->getZepCmdcli());
-    EXPECT_EQ(copy.getChannelClient(), spSource->getChannelClient());
-    EXPECT_EQ(copy.getSDKClientMessage(), spSource->getSDKClientMessage());
-    EXPECT_EQ(copy.getClientManager(), spSource->getClientManager());
-    EXPECT_TRUE(copy.getIsRunByChrome());
-    EXPECT_TRUE(copy.getIsWin32Platform());
-}
-
 // ---------------------------------------------------------------- TaskQueue
 
-TEST(TaskQueueTest, PopsInPushOrderAndNeverWaitsWhenEmpty) {
+TEST(TaskQueueTest, PopsInOrderAndNotifiesOnlyTheCurrentObserver) {
     auto journal = std::make_shared<RecordingTask::Journal>();
     TaskQueue queue;
     std::shared_ptr<ITask> spTask;
-    EXPECT_FALSE(queue.pop(spTask));
+    EXPECT_FALSE(queue.pop(spTask));  // never waits when empty
     EXPECT_FALSE(spTask);
 
-    auto a = makeTask("A", journal);
-    auto b = makeTask("B", journal);
-    auto c = makeTask("C", journal);
-    queue.push(a);
-    queue.push(b);
-    queue.push(c);
+    auto first = std::make_shared<CountingObserver>();
+    auto second = std::make_shared<CountingObserver>();
+    std::vector<std::shared_ptr<ITask>> pushed{makeTask("before", journal)};  // nobody to notify yet
+    queue.push(pushed.back());
+    queue.registerObserver(first);
+    pushed.push_back(makeTask("1", journal));
+    queue.push(pushed.back());
+    queue.registerObserver(second);  // replaces the first
+    for (const char* name : {"2", "3"}) {
+        pushed.push_back(makeTask(name, journal));
+        queue.push(pushed.back());
+    }
+    EXPECT_EQ(first->count, 1);
+    EXPECT_EQ(second->count, 2);
+    queue.unregisterObserver();
+    pushed.push_back(makeTask("4", journal));
+    queue.push(pushed.back());
+    EXPECT_EQ(second->count, 2);
+    // The queue holds its observer weakly: a gone observer is no observer.
+    queue.registerObserver(first);
+    first.reset();
+    pushed.push_back(makeTask("5", journal));
+    queue.push(pushed.back());
+
     std::vector<std::shared_ptr<ITask>> popped;
     while (queue.pop(spTask)) {
         popped.push_back(spTask);
     }
-    EXPECT_EQ(popped, (std::vector<std::shared_ptr<ITask>>{a, b, c}));
-    EXPECT_FALSE(queue.pop(spTask));
-}
-
-TEST(TaskQueueTest, NotifiesOnlyTheCurrentObserver) {
-    auto journal = std::make_shared<RecordingTask::Journal>();
-    TaskQueue queue;
-    auto first = std::make_shared<CountingObserver>();
-    auto second = std::make_shared<CountingObserver>();
-
-    queue.push(makeTask("before", journal));  // nobody to notify yet
-    queue.registerObserver(first);
-    queue.push(makeTask("1", journal));
-    queue.registerObserver(second);  // replaces the first
-    queue.push(makeTask("2", journal));
-    queue.push(makeTask("3", journal));
-    EXPECT_EQ(first->count, 1);
-    EXPECT_EQ(second->count, 2);
-
-    queue.unregisterObserver();
-    queue.push(makeTask("4", journal));
-    EXPECT_EQ(second->count, 2);
-
-    // The queue holds its observer weakly: a gone observer is no observer.
-    queue.registerObserver(first);
-    first.reset();
-    queue.push(makeTask("5", journal));
-
-    int queued = 0;
-    std::shared_ptr<ITask> spTask;
-    while (queue.pop(spTask)) {
-        ++queued;
-    }
-    EXPECT_EQ(queued, 6);
+    EXPECT_EQ(popped, pushed);
 }
 
 TEST(TaskQueueTest, ManyPushersOneConsumerLoseNothing) {
@@ -255,44 +212,6 @@ TEST_F(ProcessTaskTest, TaskKeepsItsOwnContextClientAndRequest) {
     EXPECT_FALSE(spContext->getIsWin32Platform());
 }
 
-// A context of another kind: its client and request still reach the task.
-class OtherContext : public ITaskContext {
-public:
-    ILog* getLog() override { return nullptr; }
-    std::shared_ptr<tessel::ITaskSink> getTaskDoneSink() override { return nullptr; }
-    std::shared_ptr<TaskRegistry> getTaskRegistry() override { return nullptr; }
-    std::shared_ptr<tessel::IZepWCmdClient> getZepCmdcli() override { return nullptr; }
-    std::shared_ptr<ChannelClient> getChannelClient() override { return client; }
-    std::shared_ptr<SDKClientMessage> getSDKClientMessage() override { return message; }
-    std::shared_ptr<ClientManager> getClientManager() override { return nullptr; }
-    bool getIsRunByChrome() override { return false; }
-    bool getIsWin32Platform() override { return false; }
-    void setLog(ILog*) override {}
-    void setTaskDoneSink(std::shared_ptr<tessel::ITaskSink>) override {}
-    void setTaskRegistry(std::shared_ptr<TaskRegistry>) override {}
-    void setZepCmdcli(std::shared_ptr<tessel::IZepWCmdClient>) override {}
-    void setChannelClient(std::shared_ptr<ChannelClient>) override {}
-    void setSDKClientMessage(std::shared_ptr<SDKClientMessage>) override {}
-    void setClientManager(std::shared_ptr<ClientManager>) override {}
-    void setIsRunByChrome(bool) override {}
-    void setIsWin32Platform(bool) override {}
-
-    std::shared_ptr<ChannelClient> client = std::make_shared<ChannelClient>();
-    std::shared_ptr<SDKClientMessage> message = std::make_shared<SDKClientMessage>();
-};
-
-TEST_F(ProcessTaskTest, ContextOfAnotherKindIsCarriedOver) {
-    auto spOther = std::make_shared<OtherContext>();
-    auto task = makeTask("A", m_journal);
-    task->setContext(spOther);
-    m_spHandler->processTask(task);
-    ASSERT_TRUE(task->executedContext);
-    EXPECT_NE(task->executedContext, spOther);
-    EXPECT_EQ(task->executedContext->getChannelClient(), spOther->client);
-    EXPECT_EQ(task->executedContext->getSDKClientMessage(), spOther->message);
-    EXPECT_EQ(task->executedContext->getClientManager(), m_spClientManager);
-}
-
 TEST_F(ProcessTaskTest, MissingCollaboratorSkipsTheTaskWithTheFirstMissingNamed) {
     struct Case {
         const char* missing;
@@ -323,11 +242,12 @@ TEST_F(ProcessTaskTest, MissingCollaboratorSkipsTheTaskWithTheFirstMissingNamed)
     m_spHandler->processTask(makeTask("C", m_journal));
     EXPECT_TRUE(m_log.contains("TaskHandler::processTask !spClientManager, skipping task"));
     EXPECT_TRUE(m_journal->names.empty());
-}
 
-TEST_F(ProcessTaskTest, WithoutALogTasksAreDroppedSilently) {
+    // Without a log, tasks are dropped silently.
+    SetUp();
+    m_log.clear();
     m_spHandler->setLog(nullptr);
-    m_spHandler->processTask(makeTask("A", m_journal));
+    m_spHandler->processTask(makeTask("D", m_journal));
     EXPECT_TRUE(m_journal->names.empty());
     EXPECT_TRUE(m_log.records().empty());
 }
