@@ -143,16 +143,10 @@ TEST(CallSerialiserTest, FrameworkWordsPassThroughUntouched) {
     call->setCapabilitySet({"video.hd", "a b", "Z"});
     call->setCallState("Ringing\xC3\xA9");  // U+00E9 reaches the page as its one Latin-1 byte
 
-    Ptree tree = ZepCallInfoPtree::toPtree(call, 1);
     // A dotted capability stays one member instead of a nested object.
-    const Ptree& capabilities = tree.get_child("capabilities");
-    std::vector<std::string> keys;
-    for (const auto& member : capabilities) {
-        keys.push_back(member.first);
-    }
-    EXPECT_EQ(keys, (std::vector<std::string>{"Z", "a b", "video.hd"}));
-    EXPECT_NE(json(tree).find("\"capabilities\":{\"Z\":true,\"a b\":true,\"video.hd\":true}"), std::string::npos);
-    EXPECT_NE(json(tree).find("\"callState\":\"Ringing\xE9\""), std::string::npos);
+    const std::string text = json(ZepCallInfoPtree::toPtree(call, 1));
+    EXPECT_NE(text.find("\"capabilities\":{\"Z\":true,\"a b\":true,\"video.hd\":true}"), std::string::npos);
+    EXPECT_NE(text.find("\"callState\":\"Ringing\xE9\""), std::string::npos);
 }
 
 // --- current device and line ---
@@ -175,6 +169,15 @@ TEST(DeviceSerialiserTest, DeviceWithActiveLineListsItUnderItsNumber) {
               "\"lineDNs\":[\"1001\",\"1002\"],\"isDND\":true,\"DNDType\":2,\"exists\":true,"
               "\"lines\":{\"1001\":{\"capabilities\":\"\",\"directoryNumber\":\"1001\","
               "\"name\":\"Jane \\u03A9\",\"exists\":true}}}");
+
+    // A dotted directory number stays one line key.
+    auto dotted = device(true);
+    dotted->setLineNumber("1001.5");
+    fake.setDeviceAndPhoneInfoOut(dotted);
+    const Ptree tree = ZepDeviceAndPhoneInfoPtree::toPtree(&fake);
+    const Ptree& lines = tree.get_child("lines");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines.begin()->first, "1001.5");
 }
 
 TEST(DeviceSerialiserTest, DeviceWithoutActiveLineHasEmptyLinesAndLineDNs) {
@@ -186,17 +189,6 @@ TEST(DeviceSerialiserTest, DeviceWithoutActiveLineHasEmptyLinesAndLineDNs) {
     EXPECT_NE(text.find("\"lineDNs\":[],"), std::string::npos) << text;
     EXPECT_NE(text.find(",\"exists\":true,\"lines\":{}}"), std::string::npos) << text;
     EXPECT_EQ(text.find("9999"), std::string::npos) << text;
-}
-
-TEST(DeviceSerialiserTest, DottedDirectoryNumberStaysOneLineKey) {
-    FakeZepWrapper fake;
-    auto d = device(true);
-    d->setLineNumber("1001.5");
-    fake.setDeviceAndPhoneInfoOut(d);
-    Ptree tree = ZepDeviceAndPhoneInfoPtree::toPtree(&fake);
-    const Ptree& lines = tree.get_child("lines");
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines.begin()->first, "1001.5");
 }
 
 TEST(DeviceSerialiserTest, LineInfoAloneInItsThreeForms) {
@@ -244,10 +236,4 @@ TEST(WindowStateSerialiserTest, FieldsInOrderWithTypes) {
               "{\"callId\":9,\"showing\":true,\"selfViewPip\":false,\"alwaysOnTop\":false,\"preview\":false,"
               "\"title\":\"Call with \\u03A9\",\"docking\":true,\"controlsEnabled\":false}");
 
-    state->callId = -1;
-    state->controlsEnabled = true;
-    state->title.clear();
-    EXPECT_EQ(json(ExternalWindowStateToPtree::toPtree(state)),
-              "{\"callId\":-1,\"showing\":true,\"selfViewPip\":false,\"alwaysOnTop\":false,\"preview\":false,"
-              "\"title\":\"\",\"docking\":true,\"controlsEnabled\":true}");
 }
