@@ -60,6 +60,15 @@ protected:
         fake.fire<ZepConnectionObserver>([&](ZepConnectionObserver& o) { o.onConnectionStatusChange(status); });
     }
 
+    // Fires on observers the test kept, whether or not still registered.
+    static void fireOnHeld(const std::vector<std::shared_ptr<IObserverObject>>& held) {
+        for (const auto& observer : held) {
+            if (auto connection = std::dynamic_pointer_cast<ZepConnectionObserver>(observer)) {
+                connection->onConnectionStatusChange("connected");
+            }
+        }
+    }
+
     CapturingLog log;
     FakeZepWrapper fake;
     std::shared_ptr<CapturingSink> spSink = std::make_shared<CapturingSink>();
@@ -104,40 +113,26 @@ TEST_F(EventManagerTest, WithoutAFrameworkEveryObserverLogsItsFailure) {
     }
 }
 
-TEST_F(EventManagerTest, AnObserverAddedTwiceIsRegisteredOnce) {
+TEST_F(EventManagerTest, ObserversAreWiredToTheRegistryButNeverTheQueueAndEventsArrive) {
     configure(&fake);
     auto extra = std::make_shared<ZepWStartupObserverImpl>();
     spManager->addObserver(extra);
-    spManager->addObserver(extra);
+    spManager->addObserver(extra);  // added twice, registered once
     spManager->registerAll();
-
     EXPECT_EQ(fake.callCount("registerObserver"), 8u);
     EXPECT_EQ(fake.observersOf<ZepStartupObserver>().size(), 2u);
-    // Wired like the configured ones.
-    EXPECT_EQ(extra->getLog(), &log);
-    EXPECT_EQ(extra->getZepW(), &fake);
-    EXPECT_EQ(extra->getTaskRegistry(), spRegistry);
-    EXPECT_TRUE(extra->getTaskSink() != nullptr);
-}
 
-TEST_F(EventManagerTest, ObserversGetTheRegistryButNeverTheQueueItself) {
-    configure(&fake);
-    spManager->registerAll();
     for (const auto& observer : fake.observers()) {
         auto base = std::dynamic_pointer_cast<ManagedEventObserverBase>(observer);
         ASSERT_TRUE(base != nullptr);
+        EXPECT_EQ(base->getLog(), &log);
         EXPECT_EQ(base->getTaskRegistry(), spRegistry);
         EXPECT_EQ(base->getZepW(), &fake);
         ASSERT_TRUE(base->getTaskSink() != nullptr);
         EXPECT_NE(base->getTaskSink().get(), static_cast<ITaskSink*>(spSink.get()));
     }
-}
 
-TEST_F(EventManagerTest, AnEventReachesTheInboundSink) {
-    configure(&fake);
-    spManager->registerAll();
     fireConnectionStatus("connected");
-
     auto events = spSink->tasksOf<HandleKnownContentEventTask>();
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0]->getEventName(), "connectionstatuschange");
@@ -150,12 +145,7 @@ TEST_F(EventManagerTest, AfterUnregisterAllPushedTasksAreDroppedSilently) {
     std::vector<std::shared_ptr<IObserverObject>> held = fake.observers();
     spManager->unregisterAll();
     log.clear();
-
-    for (const auto& observer : held) {
-        if (auto connection = std::dynamic_pointer_cast<ZepConnectionObserver>(observer)) {
-            connection->onConnectionStatusChange("connected");
-        }
-    }
+    fireOnHeld(held);
     EXPECT_EQ(spSink->size(), 0u);
     EXPECT_EQ(log.count("No task sink"), 0u);
     EXPECT_EQ(log.count("EventManager"), 0u);
@@ -198,12 +188,7 @@ TEST_F(EventManagerTest, WithTheManagerGoneObserversReportNoTaskSink) {
     spManager->registerAll();
     std::vector<std::shared_ptr<IObserverObject>> held = fake.observers();
     spManager.reset();
-
-    for (const auto& observer : held) {
-        if (auto connection = std::dynamic_pointer_cast<ZepConnectionObserver>(observer)) {
-            connection->onConnectionStatusChange("connected");
-        }
-    }
+    fireOnHeld(held);
     EXPECT_EQ(spSink->size(), 0u);
     EXPECT_EQ(log.count("No task sink. Ignore event."), 1u);
 }
