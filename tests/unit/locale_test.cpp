@@ -17,41 +17,18 @@ using tessel::LocaleUtil;
 
 namespace {
 
-// Saves and restores the three variables the locale code is read from.
+// Sets the three variables the locale code is read from (nullptr unsets) and
+// clears them again after each test.
 class LocaleEnvTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        for (const char* name : kNames) {
-            const char* value = std::getenv(name);
-            m_saved.push_back(value ? std::make_pair(true, std::string(value)) : std::make_pair(false, std::string()));
-        }
-    }
-    void TearDown() override {
-        for (size_t i = 0; i < 3; ++i) {
-            if (m_saved[i].first) {
-                setenv(kNames[i], m_saved[i].second.c_str(), 1);
-            } else {
-                unsetenv(kNames[i]);
-            }
-        }
-    }
-    // nullptr unsets the variable.
+    void TearDown() override { setLocaleEnv(nullptr, nullptr, nullptr); }
     void setLocaleEnv(const char* lcAll, const char* lcMessages, const char* lang) {
-        const char* values[] = {lcAll, lcMessages, lang};
-        for (size_t i = 0; i < 3; ++i) {
-            if (values[i]) {
-                setenv(kNames[i], values[i], 1);
-            } else {
-                unsetenv(kNames[i]);
-            }
+        const std::pair<const char*, const char*> vars[] = {{"LC_ALL", lcAll}, {"LC_MESSAGES", lcMessages}, {"LANG", lang}};
+        for (const auto& var : vars) {
+            var.second ? setenv(var.first, var.second, 1) : unsetenv(var.first);
         }
     }
-
-    static constexpr const char* kNames[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-    std::vector<std::pair<bool, std::string>> m_saved;
 };
-
-constexpr const char* LocaleEnvTest::kNames[3];
 
 TEST_F(LocaleEnvTest, LocaleCodeComesFromTheFirstNonEmptyVariable) {
     struct Case {
