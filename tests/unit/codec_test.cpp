@@ -2,6 +2,7 @@
 // text, and the typed-value markers in between.
 
 #include <climits>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -65,17 +66,8 @@ Ptree readBack(const std::string& json) {
 
 // 8-4-4-4-12 lower-case hex, version 4, RFC variant.
 bool isCanonicalRandomUuid(const std::string& id) {
-    if (id.size() != 36) {
-        return false;
-    }
-    for (size_t i = 0; i < id.size(); ++i) {
-        bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-        char c = id[i];
-        if (dash ? c != '-' : !((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) {
-            return false;
-        }
-    }
-    return id[14] == '4' && std::string("89ab").find(id[19]) != std::string::npos;
+    static const std::regex uuid("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+    return std::regex_match(id, uuid);
 }
 
 std::string leaf(const std::string& value) {
@@ -362,13 +354,12 @@ TEST(EnvelopeReading, ConnectNoticeAcceptsOnlyTrueAndFalse) {
     std::shared_ptr<ChannelClientMessage> spMessage;
     const std::string head = R"({"norvaChannelMessage": {"client": {"id": "p"}, "clientConnected": )";
 
-    ASSERT_TRUE(parse(head + "true}}", spMessage));
-    EXPECT_TRUE(spMessage->getClientConnected() == true);
-    ASSERT_TRUE(parse(head + "\"true\"}}", spMessage));
-    EXPECT_TRUE(spMessage->getClientConnected() == true);
-    ASSERT_TRUE(parse(head + "false}}", spMessage));
-    EXPECT_TRUE(spMessage->getClientConnected() == false);
-    EXPECT_FALSE(spMessage->getSDKClientMessage());
+    for (const auto& good : {std::make_pair("true", true), std::make_pair("\"true\"", true),
+                             std::make_pair("false", false)}) {
+        ASSERT_TRUE(parse(head + good.first + "}}", spMessage)) << good.first;
+        EXPECT_TRUE(spMessage->getClientConnected() == good.second) << good.first;
+        EXPECT_FALSE(spMessage->getSDKClientMessage());
+    }
 
     for (const char* bad : {"\"yes\"", "1", "\"True\"", "null", "{\"a\": 1}"}) {
         CapturingLog log;
