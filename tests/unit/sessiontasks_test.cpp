@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <functional>
+
 
 #include "AuthorizationTask.h"
 #include "CapturingLog.h"
@@ -200,27 +202,42 @@ TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
     }
 }
 
-TEST_F(SessionTasksTest, InitWithMissingCollaborators) {
+// A missing collaborator or a request with content is logged; where the task
+// can still answer, the page gets a syntax error. The framework never starts.
+TEST_F(SessionTasksTest, MissingCollaboratorsAndUnwantedContent) {
     auto client = registered("c", "trusted.example");
-
-    auto noManager = context(client, "init");
-    noManager->setClientManager(nullptr);
-    run<InitTask>(noManager);
-    EXPECT_TRUE(log.contains("UNEXPECTED InitTask::execute context contains no ClientManager. Unable to process request."));
-    auto messages = spOut->messages();
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError");
-
-    spOut->clear();
-    auto noZep = context(client, "init");
-    noZep->setZepCmdcli(nullptr);
-    run<InitTask>(noZep);
-    EXPECT_TRUE(log.contains("UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request."));
-    EXPECT_EQ(spOut->size(), 0u);
-
-    run<InitTask>(context(nullptr, "init"));
-    EXPECT_TRUE(log.contains("UNEXPECTED InitTask::execute context contains no ChannelClient. Unable to process request."));
-    EXPECT_EQ(spOut->size(), 0u);
+    auto fresh = registered("f", "plain.example");
+    const struct {
+        std::function<void()> run;
+        const char* logged;
+        bool errorReply;
+    } cases[] = {
+        {[&] { auto c = context(client, "init"); c->setClientManager(nullptr); run<InitTask>(c); },
+         "UNEXPECTED InitTask::execute context contains no ClientManager. Unable to process request.", true},
+        {[&] { auto c = context(client, "init"); c->setZepCmdcli(nullptr); run<InitTask>(c); },
+         "UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request.", false},
+        {[&] { run<InitTask>(context(nullptr, "init")); },
+         "UNEXPECTED InitTask::execute context contains no ChannelClient. Unable to process request.", false},
+        {[&] { run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", tree({{"x", "1"}}))); },
+         "Syntax error: no input content should be specified", true},
+        {[&] { auto c = context(fresh, "showUserAuthorization"); c->setZepCmdcli(nullptr);
+               run<ShowUserAuthorizationTask>(c); },
+         "UNEXPECTED ShowUserAuthorizationTask::execute no spZepCmdcli", false},
+        {[&] { auto c = context(fresh, "showUserAuthorization"); c->setClientManager(nullptr);
+               run<ShowUserAuthorizationTask>(c); },
+         "UNEXPECTED ShowUserAuthorizationTask::execute no spClientManager", true},
+    };
+    for (const auto& c : cases) {
+        spOut->clear();
+        c.run();
+        EXPECT_TRUE(log.contains(c.logged)) << c.logged;
+        auto messages = spOut->messages();
+        ASSERT_EQ(messages.size(), c.errorReply ? 1u : 0u) << c.logged;
+        if (c.errorReply) {
+            EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError") << c.logged;
+        }
+    }
+    EXPECT_TRUE(dialogs.empty());
     EXPECT_EQ(spZep->startCount(), 0);
 }
 
@@ -264,31 +281,6 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     messages = spOut->messages();
     ASSERT_EQ(messages.size(), 1u);
     EXPECT_EQ(server(messages[0]).get<std::string>("name"), "showUserAuthorization");
-}
-
-TEST_F(SessionTasksTest, ShowUserAuthorizationRejectsContentAndMissingItems) {
-    auto fresh = registered("f", "plain.example");
-    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", tree({{"x", "1"}})));
-    EXPECT_TRUE(log.contains("Syntax error: no input content should be specified"));
-    auto messages = spOut->messages();
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError");
-    EXPECT_TRUE(dialogs.empty());
-
-    spOut->clear();
-    auto noZep = context(fresh, "showUserAuthorization");
-    noZep->setZepCmdcli(nullptr);
-    run<ShowUserAuthorizationTask>(noZep);
-    EXPECT_TRUE(log.contains("UNEXPECTED ShowUserAuthorizationTask::execute no spZepCmdcli"));
-    EXPECT_EQ(spOut->size(), 0u);
-    EXPECT_TRUE(dialogs.empty());
-
-    auto noManager = context(fresh, "showUserAuthorization");
-    noManager->setClientManager(nullptr);
-    run<ShowUserAuthorizationTask>(noManager);
-    EXPECT_TRUE(log.contains("UNEXPECTED ShowUserAuthorizationTask::execute no spClientManager"));
-    ASSERT_EQ(spOut->size(), 1u);
-    EXPECT_EQ(server(spOut->messages()[0]).get<std::string>("error"), "eSyntaxError");
 }
 
 TEST_F(SessionTasksTest, GetUserAuthStatusAndGetVersion) {
