@@ -2,6 +2,18 @@
 
 #include "ITaskFactory.h"
 #include "TaskRegistry.h"
+#include "tasks/ConfigureTask.h"
+#include "tasks/ConnectTask.h"
+#include "tasks/EncryptPboxPasswordTask.h"
+#include "tasks/GetAvailableDevicesTask.h"
+#include "tasks/GetPropertyTask.h"
+#include "tasks/LogoutTask.h"
+#include "tasks/ResetDataTask.h"
+#include "tasks/SetPropertyTask.h"
+#include "tasks/SetUserProfileCredentialsTask.h"
+#include "tasks/SetUserProfileEmailAddressTask.h"
+#include "tasks/StartSignInTask.h"
+#include "tasks/SwitchModeTask.h"
 #include "tasks/GetUserAuthStatusTask.h"
 #include "tasks/GetVersionTask.h"
 #include "tasks/InitTask.h"
@@ -94,6 +106,18 @@ std::shared_ptr<ITaskFactory> factoryFor(const std::string& taskClass) {
     if (taskClass == "GetVersionTask") return std::make_shared<TaskFactoryImpl<GetVersionTask>>();
     if (taskClass == "InitTask") return std::make_shared<TaskFactoryImpl<InitTask>>();
     if (taskClass == "ShowUserAuthorizationTask") return std::make_shared<TaskFactoryImpl<ShowUserAuthorizationTask>>();
+    if (taskClass == "ConfigureTask") return std::make_shared<TaskFactoryImpl<ConfigureTask>>();
+    if (taskClass == "ConnectTask") return std::make_shared<TaskFactoryImpl<ConnectTask>>();
+    if (taskClass == "EncryptPboxPasswordTask") return std::make_shared<TaskFactoryImpl<EncryptPboxPasswordTask>>();
+    if (taskClass == "GetAvailableDevicesTask") return std::make_shared<TaskFactoryImpl<GetAvailableDevicesTask>>();
+    if (taskClass == "GetPropertyTask") return std::make_shared<TaskFactoryImpl<GetPropertyTask>>();
+    if (taskClass == "LogoutTask") return std::make_shared<TaskFactoryImpl<LogoutTask>>();
+    if (taskClass == "ResetDataTask") return std::make_shared<TaskFactoryImpl<ResetDataTask>>();
+    if (taskClass == "SetPropertyTask") return std::make_shared<TaskFactoryImpl<SetPropertyTask>>();
+    if (taskClass == "SetUserProfileCredentialsTask") return std::make_shared<TaskFactoryImpl<SetUserProfileCredentialsTask>>();
+    if (taskClass == "SetUserProfileEmailAddressTask") return std::make_shared<TaskFactoryImpl<SetUserProfileEmailAddressTask>>();
+    if (taskClass == "StartSignInTask") return std::make_shared<TaskFactoryImpl<StartSignInTask>>();
+    if (taskClass == "SwitchModeTask") return std::make_shared<TaskFactoryImpl<SwitchModeTask>>();
     return std::make_shared<NotAvailableTaskFactory>(taskClass);
 }
 
