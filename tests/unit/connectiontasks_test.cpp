@@ -1,0 +1,318 @@
+// The connection, configuration and sign-in tasks against the scriptable
+// framework fake; replies are read back from the outbound JSON texts.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "CapturingLog.h"
+#include "CapturingSink.h"
+#include "ChannelClient.h"
+#include "ConfigureTask.h"
+#include "ConnectTask.h"
+#include "EncryptPboxPasswordTask.h"
+#include "FakeZepWCmdClient.h"
+#include "FakeZepWrapper.h"
+#include "GetAvailableDevicesTask.h"
+#include "GetPropertyTask.h"
+#include "LogoutTask.h"
+#include "ResetDataTask.h"
+#include "SDKClientMessage.h"
+#include "SetPropertyTask.h"
+#include "SetUserProfileCredentialsTask.h"
+#include "SetUserProfileEmailAddressTask.h"
+#include "StartSignInTask.h"
+#include "SwitchModeTask.h"
+#include "TaskContext.h"
+
+using namespace tessel;
+using tessel::test::CapturingLog;
+using tessel::test::CapturingSink;
+using tessel::test::FakeZepWCmdClient;
+using tessel::test::FakeZepWrapper;
+
+namespace {
+
+const std::string kAbsent = "<absent>";
+
+template <class T>
+void runTask(std::shared_ptr<ITaskContext> ctx) {
+    T task;
+    task.setContext(ctx);
+    task.execute();
+}
+
+const std::map<std::string, std::function<void(std::shared_ptr<ITaskContext>)>> kTasks = {
+    {"connect", runTask<ConnectTask>},
+    {"switchMode", runTask<SwitchModeTask>},
+    {"logout", runTask<LogoutTask>},
+    {"configure", runTask<ConfigureTask>},
+    {"getProperty", runTask<GetPropertyTask>},
+    {"setProperty", runTask<SetPropertyTask>},
+    {"getAvailableDevices", runTask<GetAvailableDevicesTask>},
+    {"encryptPboxPassword", runTask<EncryptPboxPasswordTask>},
+    {"startSignIn", runTask<StartSignInTask>},
+    {"setUserProfileEmailAddress", runTask<SetUserProfileEmailAddressTask>},
+    {"setUserProfileCredentials", runTask<SetUserProfileCredentialsTask>},
+    {"resetData", runTask<ResetDataTask>},
+};
+
+// Builds a content tree from "key=value" members; values "true"/"false" and
+// digits are typed by the codec the same way, so strings suffice here.
+std::shared_ptr<Ptree> obj(std::initializer_list<std::pair<std::string, std::string>> members) {
+    auto t = std::make_shared<Ptree>();
+    for (const auto& m : members) {
+        t->push_back(std::make_pair(m.first, Ptree(m.second)));
+    }
+    return t;
+}
+
+std::shared_ptr<Ptree> text(const std::string& value) { return std::make_shared<Ptree>(value); }
+
+std::shared_ptr<Ptree> list(const std::string& name, std::initializer_list<std::string> items) {
+    Ptree array;
+    for (const auto& item : items) {
+        array.push_back(std::make_pair("", Ptree(item)));
+    }
+    auto t = std::make_shared<Ptree>();
+    t->add_child(name, array);
+    return t;
+}
+
+class ConnectionTasksTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        spOut = std::make_shared<CapturingSink>();
+        spCmdcli = std::make_shared<FakeZepWCmdClient>();
+        spCmdcli->setZepWrapper(&zep);
+    }
+
+    std::shared_ptr<TaskContext> context(const std::string& name, std::shared_ptr<Ptree> content,
+                                         bool withMessage = true) {
+        auto ctx = std::make_shared<TaskContext>();
+        ctx->setLog(&log);
+        ctx->setTaskDoneSink(spOut);
+        ctx->setZepCmdcli(spCmdcli);
+        auto client = std::make_shared<ChannelClient>();
+        client->setId("page-1");
+        client->setHostname("trusted.example");
+        client->setType("Chrome");
+        ctx->setChannelClient(client);
+        if (withMessage) {
+            auto request = std::make_shared<SDKClientMessage>();
+            request->setName(name);
+            request->setMessageId("m-" + name);
+            request->setContent(content);
+            ctx->setSDKClientMessage(request);
+        }
+        return ctx;
+    }
+
+    // Runs the command and returns its only reply ("server message" part);
+    // fails the test when the number of replies is not one.
+    Ptree run(const std::string& name, std::shared_ptr<Ptree> content) {
+        spOut->clear();
+        kTasks.at(name)(context(name, content));
+        auto messages = spOut->messages();
+        EXPECT_EQ(messages.size(), 1u) << name;
+        if (messages.size() != 1) {
+            return Ptree();
+        }
+        return messages[0].get_child("norvaChannelMessage.norvaSDKServerMessage");
+    }
+
+    static std::string error(const Ptree& reply) { return reply.get<std::string>("error", kAbsent); }
+
+    CapturingLog log;
+    FakeZepWrapper zep;
+    std::shared_ptr<CapturingSink> spOut;
+    std::shared_ptr<FakeZepWCmdClient> spCmdcli;
+};
+
+}  // namespace
+
+TEST_F(ConnectionTasksTest, BadInputIsRefusedBeforeTheFramework) {
+    struct Case {
+        const char* command;
+        std::shared_ptr<Ptree> content;
+        const char* expectedError;
+    };
+    const Case cases[] = {
+        {"connect", nullptr, "eInvalidArgument"},
+        {"connect", obj({}), "eInvalidArgument"},  // deviceName required
+        {"connect", obj({{"deviceName", "d"}, {"colour", "red"}}), "eInvalidArgument"},
+        {"connect", obj({{"deviceName", "d"}, {"deviceName", "e"}}), "eInvalidArgument"},
+        {"connect", obj({{"deviceName", "d"}, {"forceRegistration", "maybe"}}), "eInvalidArgument"},
+        {"switchMode", obj({{"deviceName", "d"}, {"extra", "1"}}), "eInvalidArgument"},
+        {"logout", obj({{"a", "1"}}), "eSyntaxError"},
+        {"configure", obj({{"shmLocalName", "l"}}), "eInvalidArgument"},
+        {"getProperty", obj({{"name", "mode"}}), "eInvalidArgument"},
+        {"getProperty", text("volume"), "eInvalidArgument"},
+        {"getProperty", nullptr, "eInvalidArgument"},
+        {"setProperty", nullptr, "eSyntaxError"},
+        {"setProperty", obj({}), "eSyntaxError"},
+        {"setProperty", list("ProxyAddressList", {"a"}), "eSyntaxError"},
+        {"setProperty", obj({{"LoryAddressList", "not-a-list"}}), "eSyntaxError"},
+        {"getAvailableDevices", obj({{"x", "1"}}), "eSyntaxError"},
+        {"encryptPboxPassword", nullptr, "eInvalidArgument"},
+        {"encryptPboxPassword", obj({{"password", "p"}}), "eInvalidArgument"},
+        {"startSignIn", obj({{"manualSettings", "perhaps"}}), "eInvalidArgument"},
+        {"startSignIn", obj({{"manual", "true"}}), "eInvalidArgument"},
+        {"setUserProfileEmailAddress", obj({}), "eInvalidArgument"},
+        {"setUserProfileCredentials", obj({{"authenticator", "1"}, {"username", "u"}}), "eInvalidArgument"},
+        {"setUserProfileCredentials",
+         obj({{"authenticator", "1"}, {"username", "u"}, {"password", "p"}, {"domain", "x"}}),
+         "eInvalidArgument"},
+        {"resetData", nullptr, "eInvalidArgument"},
+        {"resetData", obj({{"all", "true"}}), "eSyntaxError"},
+    };
+    for (const Case& c : cases) {
+        zep.clearCalls();
+        Ptree reply = run(c.command, c.content);
+        EXPECT_EQ(error(reply), c.expectedError) << c.command;
+        EXPECT_EQ(reply.get<std::string>("name", ""), c.command);
+        // Only pumps or nothing: no operation reached the framework.
+        EXPECT_TRUE(zep.calls().empty()) << c.command << " called " << zep.calls().front();
+    }
+    EXPECT_TRUE(log.contains("Syntax error: no input content should be specified"));
+    EXPECT_TRUE(log.contains("UNEXPECTED missing content"));
+    EXPECT_TRUE(log.contains("Specified property is not supported"));
+    EXPECT_TRUE(log.contains("The Property list is malformed"));
+    EXPECT_TRUE(log.contains("Content property is not correct"));
+    EXPECT_TRUE(log.contains("Content for property is empty"));
+}
+
+TEST_F(ConnectionTasksTest, FrameworkCodesReachThePage) {
+    struct Case {
+        const char* command;
+        const char* operation;
+        std::shared_ptr<Ptree> content;
+        int code;
+        const char* expectedError;
+    };
+    const Case cases[] = {
+        {"connect", "connect", obj({{"deviceName", "d"}}), 4, "eNoActiveDevice"},
+        {"configure", "configure", obj({{"shmLocalName", "l"}, {"shmRemoteName", "r"}}), 12, "eCtiNotConfigured"},
+        {"setUserProfileEmailAddress", "setUserProfileEmailAddress", obj({{"email", "a@b.c"}}), 15,
+         "eInvalidArgument"},
+        {"setUserProfileCredentials", "setUserProfileCredentials",
+         obj({{"authenticator", "0"}, {"username", "u"}, {"password", "p"}}), 7, "eLoggedInLock"},
+        {"resetData", "resetData", obj({}), 11, "eInvalidState"},
+        // The one exception: a refused sign-in start is always a syntax error.
+        {"startSignIn", "startSignIn", obj({}), 20, "eSyntaxError"},
+        {"startSignIn", "startSignIn", obj({}), 9, "eSyntaxError"},
+        // Results that are deliberately ignored.
+        {"logout", "logout", nullptr, 8, kAbsent.c_str()},
+        {"switchMode", "connect", obj({{"deviceName", "d"}}), 4, kAbsent.c_str()},
+    };
+    for (const Case& c : cases) {
+        zep.setResult(c.operation, c.code);
+        Ptree reply = run(c.command, c.content);
+        EXPECT_EQ(error(reply), c.expectedError) << c.command << " / " << c.code;
+        zep.setResult(c.operation, 0);
+        EXPECT_EQ(error(run(c.command, c.content)), kAbsent) << c.command;
+    }
+    EXPECT_EQ(zep.callCount("connect"), 2u);  // only the two connect runs; switchMode never connects
+}
+
+TEST_F(ConnectionTasksTest, ParametersAndDefaultsArePassedOn) {
+    run("connect", obj({{"deviceName", "SEP01"}}));
+    EXPECT_EQ(zep.lastArgs("connect"), (std::vector<std::string>{"SEP01", "", "false"}));
+    EXPECT_TRUE(log.contains("ConnectTask: mode = [SoftPhone] deviceName=[SEP01 linedn=[ forceRegistration=0"));
+
+    run("connect", obj({{"deviceName", "SEP02"}, {"lineDN", "1001"}, {"phoneMode", "DeskPhone"},
+                        {"forceRegistration", "true"}}));
+    EXPECT_EQ(zep.lastArgs("connect"), (std::vector<std::string>{"SEP02", "1001", "true"}));
+    EXPECT_TRUE(log.contains("mode = [DeskPhone]"));
+
+    zep.clearCalls();
+    run("switchMode", obj({{"deviceName", "SEP03"}}));
+    EXPECT_TRUE(zep.calls().empty());
+    EXPECT_TRUE(log.contains("SwitchModeTask: mode = [SoftPhone] deviceName=[SEP03"));
+
+    run("startSignIn", obj({}));
+    EXPECT_EQ(zep.lastArgs("startSignIn"), (std::vector<std::string>{"false"}));
+    run("startSignIn", obj({{"manualSettings", "true"}}));
+    EXPECT_EQ(zep.lastArgs("startSignIn"), (std::vector<std::string>{"true"}));
+
+    run("configure", obj({{"shmLocalName", "local"}, {"shmRemoteName", "remote"}}));
+    EXPECT_EQ(zep.lastArgs("configure"), (std::vector<std::string>{"local", "remote"}));
+    run("setUserProfileEmailAddress", obj({{"email", "alice@example.test"}}));
+    EXPECT_EQ(zep.lastArgs("setUserProfileEmailAddress"), (std::vector<std::string>{"alice@example.test"}));
+
+    const std::string secret = "s3cr3t-Pa55";
+    run("setUserProfileCredentials", obj({{"authenticator", "2"}, {"username", "alice"}, {"password", secret}}));
+    EXPECT_EQ(zep.lastArgs("setUserProfileCredentials"), (std::vector<std::string>{"2", "alice", secret}));
+    run("encryptPboxPassword", text(secret));
+    EXPECT_FALSE(log.contains(secret));
+}
+
+TEST_F(ConnectionTasksTest, PropertiesAreReadAndSetByName) {
+    zep.setModeOut("SoftPhone");
+    zep.setConnectionStatusOut("eIdle");
+    Ptree reply = run("getProperty", text("mode"));
+    EXPECT_EQ(reply.get_child("content").size(), 1u);
+    EXPECT_EQ(reply.get<std::string>("content.mode"), "SoftPhone");
+    EXPECT_EQ(run("getProperty", text("connectionStatus")).get<std::string>("content.connectionStatus"), "eIdle");
+    // No device selected yet.
+    EXPECT_EQ(run("getProperty", text("device")).get<std::string>("content.device.exists"), "false");
+    EXPECT_EQ(error(run("getProperty", text("line"))), kAbsent);
+
+    reply = run("setProperty", list("TftpAddressList", {"127.0.0.1", "127.0.0.2"}));
+    EXPECT_EQ(zep.lastArgs("setTftpAddressList"), (std::vector<std::string>{"[127.0.0.1, 127.0.0.2]"}));
+    EXPECT_EQ(reply.get_child("content").size(), 1u);
+    EXPECT_EQ(reply.get_child("content.TftpAddressList").size(), 2u);
+    EXPECT_EQ(reply.get_child("content.TftpAddressList").back().second.data(), "127.0.0.2");
+    run("setProperty", list("LoryAddressList", {"127.0.0.1:5060"}));
+    EXPECT_EQ(zep.lastArgs("setLoryAddressList"), (std::vector<std::string>{"[127.0.0.1:5060]"}));
+
+    // Two valid members: both are applied, and still refused.
+    auto two = list("CtiAddressList", {"c"});
+    two->add_child("LoryAddressList", list("x", {"l"})->get_child("x"));
+    EXPECT_EQ(error(run("setProperty", two)), "eSyntaxError");
+    EXPECT_EQ(zep.lastArgs("setCtiAddressList"), (std::vector<std::string>{"[c]"}));
+    EXPECT_EQ(zep.lastArgs("setLoryAddressList"), (std::vector<std::string>{"[l]"}));
+}
+
+TEST_F(ConnectionTasksTest, ListsAndEncryptedTextReplies) {
+    Ptree reply = run("getAvailableDevices", nullptr);
+    EXPECT_EQ(error(reply), kAbsent);
+    ASSERT_EQ(reply.get_child("content").count("devices"), 1u);
+    EXPECT_TRUE(reply.get_child("content.devices").empty());
+
+    zep.setEncryptedOut("ZW5jcnlwdGVk");
+    EXPECT_EQ(run("encryptPboxPassword", text("pw")).get<std::string>("content"), "ZW5jcnlwdGVk");
+    EXPECT_EQ(zep.lastArgs("encryptPboxPassword").front(), "pw");
+    zep.setResult("encryptPboxPassword", 20);
+    reply = run("encryptPboxPassword", text("pw"));
+    EXPECT_EQ(error(reply), kAbsent);
+    EXPECT_EQ(reply.get<std::string>("content", ""), "");
+}
+
+TEST_F(ConnectionTasksTest, MissingCollaborators) {
+    // Without a request the tasks that test it stay silent.
+    for (const char* command : {"connect", "switchMode", "getAvailableDevices", "encryptPboxPassword", "getProperty",
+                                "startSignIn", "setUserProfileEmailAddress", "setUserProfileCredentials"}) {
+        spOut->clear();
+        kTasks.at(command)(context(command, nullptr, false));
+        EXPECT_EQ(spOut->size(), 0u) << command;
+    }
+    EXPECT_TRUE(log.contains("UNEXPECTED StartSignInTask::execute, no spSDKClientMessage. Ignore client message."));
+    EXPECT_EQ(log.count("UNEXPECTED EncryptPboxPasswordTask::execute, no spSDKClientMessage."), 2u);
+
+    // Without the framework most reply eOperationFailed; startSignIn keeps eSyntaxError.
+    spCmdcli->setZepWrapper(nullptr);
+    EXPECT_EQ(error(run("startSignIn", obj({}))), "eSyntaxError");
+    EXPECT_EQ(error(run("resetData", obj({}))), "eOperationFailed");
+    EXPECT_EQ(error(run("getProperty", text("mode"))), "eOperationFailed");
+    EXPECT_TRUE(log.contains("UNEXPECTED SetPropertyTask::execute no pZepW"));
+
+    // Without a command client nothing is answered at all.
+    auto ctx = context("logout", nullptr);
+    ctx->setZepCmdcli(nullptr);
+    spOut->clear();
+    runTask<LogoutTask>(ctx);
+    EXPECT_EQ(spOut->size(), 0u);
+    EXPECT_TRUE(log.contains("UNEXPECTED missing Cmdcli"));
+}
