@@ -1,0 +1,151 @@
+#include "SignedInHost.h"
+
+#include <gtest/gtest.h>
+
+namespace tessel {
+namespace test {
+
+using boost::property_tree::ptree;
+using namespace std::chrono_literals;
+
+namespace {
+// Sign-in over loopback is quick; this bounds a stuck step, not a slow one.
+constexpr std::chrono::milliseconds kStepTimeout = 20s;
+
+std::string quoted(const std::string& text) {
+    std::string out = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+        }
+        out += c;
+    }
+    return out + "\"";
+}
+}  // namespace
+
+SignedInHost::SignedInHost(KamailioFixture& sip, pelatest::HostProcess::Options options)
+    : m_sip(sip), m_options(std::move(options)) {}
+
+SignedInHost::~SignedInHost() = default;
+
+bool SignedInHost::fail(const std::string& why) {
+    m_why = why;
+    return false;
+}
+
+std::string SignedInHost::field(const ptree& message, const std::string& key) {
+    return pelatest::serverField(message, key);
+}
+
+bool SignedInHost::start(const std::string& transport) {
+    pelatest::writePreferences(m_config.path(), std::string("{\"AlwaysAllow_") + kSite + "\": true}");
+    m_options.configHome = m_config.path();
+    m_spHost = std::make_unique<pelatest::HostProcess>(m_options);
+
+    ptree init = call("init");
+    if (field(init, "content.userauthstatus") != "UserAuthorized") {
+        return fail("init not authorized: " + field(init, "content.userauthstatus"));
+    }
+    if (!waitForEvent("multimediacapabilitiesstarted", kStepTimeout)) {
+        return fail("framework did not start");
+    }
+    const std::string address = m_sip.hostPort() + ";transport=" + transport;
+    ptree set = call("setProperty", "{\"LoryAddressList\": [" + quoted(address) + "]}");
+    if (!field(set, "error").empty()) {
+        return fail("setProperty LoryAddressList: " + field(set, "error"));
+    }
+    return true;
+}
+
+bool SignedInHost::signIn(const std::string& user, const std::string& password) {
+    const std::string secret = password.empty() ? m_sip.password(user) : password;
+    ptree started = call("startSignIn", "{}");
+    if (!field(started, "error").empty()) {
+        return fail("startSignIn: " + field(started, "error"));
+    }
+    // The e-mail prompt is skipped when the framework already knows the address.
+    ptree event;
+    bool asked = false;
+    bool credentials = m_spHost->receiveUntil(
+        [&](const ptree& m) {
+            asked = asked || pelatest::isEvent(m, "userprofileemailaddressrequired");
+            if (pelatest::isEvent(m, "userprofileemailaddressrequired")) {
+                return true;
+            }
+            if (pelatest::isEvent(m, "userprofilecredentialsrequired")) {
+                event = m;
+                return true;
+            }
+            return false;
+        },
+        kStepTimeout, &m_seen);
+    if (!credentials) {
+        return fail("no sign-in prompt after startSignIn");
+    }
+    if (asked) {
+        ptree email = call("setUserProfileEmailAddress", "{\"email\": " + quoted(user + "@" + m_sip.domain()) + "}");
+        if (!field(email, "error").empty()) {
+            return fail("setUserProfileEmailAddress: " + field(email, "error"));
+        }
+        if (!waitForEvent("userprofilecredentialsrequired", kStepTimeout, &event)) {
+            return fail("no credentials prompt after the e-mail address");
+        }
+    }
+    const std::string authenticator = field(event, "content.authenticatorId");
+    ptree sent = call("setUserProfileCredentials",
+                      "{\"authenticator\": " + (authenticator.empty() ? std::string("0") : authenticator) +
+                          ", \"username\": " + quoted(user) + ", \"password\": " + quoted(secret) + "}");
+    if (!field(sent, "error").empty()) {
+        return fail("setUserProfileCredentials: " + field(sent, "error"));
+    }
+    if (!waitForEvent("loggedin", kStepTimeout)) {
+        return fail("not signed in");
+    }
+    return true;
+}
+
+ptree SignedInHost::call(const std::string& name, const std::string& contentJson) {
+    const std::string id = "s" + std::to_string(m_nextId++);
+    m_spHost->send(pelatest::request(kClientId, kSite, name, id, contentJson));
+    ptree reply;
+    bool replied = m_spHost->receiveUntil(
+        [&](const ptree& m) {
+            if (pelatest::isReplyTo(m, id)) {
+                reply = m;
+                return true;
+            }
+            return false;
+        },
+        kStepTimeout, &m_seen);
+    EXPECT_TRUE(replied) << "no reply to " << name;
+    return reply;
+}
+
+bool SignedInHost::waitForEvent(const std::string& name, std::chrono::milliseconds timeout, ptree* event) {
+    return m_spHost->receiveUntil(
+        [&](const ptree& m) {
+            if (pelatest::isEvent(m, name)) {
+                if (event != nullptr) {
+                    *event = m;
+                }
+                return true;
+            }
+            return false;
+        },
+        timeout, &m_seen);
+}
+
+std::vector<std::string> SignedInHost::eventNames() const {
+    std::vector<std::string> names;
+    for (const std::string& text : m_seen) {
+        ptree m = pelatest::parseJson(text);
+        if (field(m, "replyToMessageId").empty()) {
+            names.push_back(field(m, "name"));
+        }
+    }
+    return names;
+}
+
+}  // namespace test
+}  // namespace tessel
