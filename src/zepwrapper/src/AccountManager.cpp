@@ -1,5 +1,13 @@
 #include "AccountManager.h"
 
+#include <linphone/core.h>
+#include <linphone/factory.h>
+
+#include <regex>
+
+#include <zepwrapper/ZepConnectionObserver.h>
+#include <zepwrapper/ZepLoginObserver.h>
+
 #include "ResultCodes.h"
 
 namespace tessel {
@@ -7,60 +15,493 @@ namespace zep {
 
 static const char* const kSrc = "src/zepwrapper/src/AccountManager";
 
+const char* const AccountManager::kStatusDisconnected = "Disconnected";
+const char* const AccountManager::kStatusConnecting = "Connecting";
+const char* const AccountManager::kStatusConnected = "Connected";
+const char* const AccountManager::kModeSoftPhone = "SoftPhone";
+const char* const AccountManager::kDeviceModel = "SIP softphone";
+
 namespace {
-int notSupported(const char* operation) {
-    ZEP_LOG(OZKLogLevelNotice, kSrc, operation << ": not supported");
-    return kResultOperationNotSupported;
+// Life-cycle words.
+const char* const kLifeSignedOut = "SignedOut";
+const char* const kLifeSigningIn = "SigningIn";
+const char* const kLifeSignedIn = "SignedIn";
+// Authentication status and result words.
+const char* const kAuthAuthenticated = "Authenticated";
+const char* const kAuthNotAuthenticated = "NotAuthenticated";
+const char* const kResultSuccess = "Success";
+const char* const kResultInvalidCredentials = "InvalidCredentials";
+// Connection failure reasons.
+const char* const kReasonUnreachable = "ServerUnreachable";
+const char* const kReasonNoServer = "NoServerConfigured";
+
+ZepLoginObserver::Errors errorList(const std::string& error) {
+    auto errors = std::make_shared<std::vector<std::string>>();
+    if (!error.empty()) errors->push_back(error);
+    return errors;
 }
+
+bool splitAddress(const std::string& email, std::string& user, std::string& domain) {
+    // A SIP identity as people write it: user@domain, no scheme, no spaces.
+    static const std::regex kShape("([A-Za-z0-9._%+!~*'&=$,?-]+)@([A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?"
+                                   "(\\.[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?)*)");
+    std::smatch match;
+    if (email.size() > 254 || !std::regex_match(email, match, kShape)) return false;
+    user = match[1];
+    domain = match[2];
+    return true;
+}
+
+bool isAuthFailure(int code) { return code == 401 || code == 403 || code == 407; }
 }  // namespace
 
-AccountManager::AccountManager(FrameworkContext context) : m_context(context) {}
+struct AccountManager::EngineCallbacks {
+    static AccountManager* self(LinphoneCore* lc) {
+        LinphoneCoreCbs* cbs = linphone_core_get_current_callbacks(lc);
+        return cbs ? static_cast<AccountManager*>(linphone_core_cbs_get_user_data(cbs)) : nullptr;
+    }
+    static void registration(LinphoneCore* lc, LinphoneAccount* account, LinphoneRegistrationState state,
+                             const char*) {
+        AccountManager* manager = self(lc);
+        if (manager != nullptr) manager->handleRegistration(account, state);
+    }
+    // The digest answer comes from setUserProfileCredentials; a challenge the
+    // stored credentials do not meet ends in a failed registration, handled there.
+    static void authRequested(LinphoneCore* lc, LinphoneAuthInfo* info, LinphoneAuthMethod) {
+        if (self(lc) == nullptr) return;
+        const char* realm = linphone_auth_info_get_realm(info);
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "server asks for credentials, realm [" << (realm ? realm : "") << "]");
+    }
+};
 
-AccountManager::~AccountManager() = default;
+AccountManager::AccountManager(FrameworkContext context) : m_context(context), m_status(kStatusDisconnected) {}
 
-void AccountManager::onEngineStarted() {}
+AccountManager::~AccountManager() { onEngineStopping(); }
 
-void AccountManager::onEngineStopping() {}
-
-int AccountManager::logout() { return notSupported("logout"); }
-
-void AccountManager::setLoryAddressList(const std::vector<std::string>&) { notSupported("setLoryAddressList"); }
-
-void AccountManager::setTftpAddressList(const std::vector<std::string>&) { notSupported("setTftpAddressList"); }
-
-void AccountManager::setCtiAddressList(const std::vector<std::string>&) { notSupported("setCtiAddressList"); }
-
-int AccountManager::startSignIn(bool) { return notSupported("startSignIn"); }
-
-int AccountManager::setUserProfileEmailAddress(const std::string&) { return notSupported("setUserProfileEmailAddress"); }
-
-int AccountManager::setUserProfileCredentials(unsigned, const std::string&, const std::string&) { return notSupported("setUserProfileCredentials"); }
-
-int AccountManager::getConnectionStatus(std::string&) { return notSupported("getConnectionStatus"); }
-
-int AccountManager::getMode(std::string&) { return notSupported("getMode"); }
-
-int AccountManager::connect(const std::string&, const std::string&, bool) { return notSupported("connect"); }
-
-int AccountManager::getAvailableDevices(PhoneList&) { return notSupported("getAvailableDevices"); }
-
-int AccountManager::resetData() { return notSupported("resetData"); }
-
-int AccountManager::encryptPboxPassword(const std::string&, std::string&) { return notSupported("encryptPboxPassword"); }
-
-int AccountManager::configure(const std::string&, const std::string&) { return notSupported("configure"); }
-
-int AccountManager::handleInvalidCertificate(const std::string&, bool) { return notSupported("handleInvalidCertificate"); }
-
-std::shared_ptr<ZepDeviceAndPhoneInfo> AccountManager::getDeviceAndPhoneInfo() {
-    return std::shared_ptr<ZepDeviceAndPhoneInfo>();
+void AccountManager::onEngineStarted() {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return;
+    // The engine keeps only the digest hash, never the password itself.
+    linphone_config_set_int(linphone_core_get_config(core), "sip", "store_ha1_passwd", 1);
+    m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
+    linphone_core_cbs_set_user_data(m_pCbs, this);
+    linphone_core_cbs_set_account_registration_state_changed(m_pCbs, &EngineCallbacks::registration);
+    linphone_core_cbs_set_authentication_requested(m_pCbs, &EngineCallbacks::authRequested);
+    linphone_core_add_callbacks(core, m_pCbs);
+    // An account left by an earlier run is not ours to register: sign-in starts fresh.
+    linphone_core_clear_accounts(core);
+    linphone_core_clear_all_auth_info(core);
 }
 
-LinphoneAccount* AccountManager::currentAccount() const { return nullptr; }
+void AccountManager::onEngineStopping() {
+    LinphoneCore* core = m_context.engine.core();
+    if (m_pAccount != nullptr) {
+        linphone_account_unref(m_pAccount);
+        m_pAccount = nullptr;
+    }
+    if (m_pCbs != nullptr) {
+        if (core != nullptr) linphone_core_remove_callbacks(core, m_pCbs);
+        linphone_core_cbs_unref(m_pCbs);
+        m_pCbs = nullptr;
+    }
+    m_backoff.reset();
+    m_retryCheckPosted = false;
+    if (m_stage == Stage::Registering || m_stage == Stage::SignedIn) m_stage = Stage::Idle;
+    m_status = kStatusDisconnected;
+}
 
-std::string AccountManager::sipDomain() const { return std::string(); }
+// --- Servers ----------------------------------------------------------------
 
-std::string AccountManager::lineNumber() const { return std::string(); }
+void AccountManager::setLoryAddressList(const std::vector<std::string>& addresses) {
+    std::vector<ServerAddress> servers;
+    for (const std::string& text : addresses) {
+        ServerAddress server;
+        std::string error;
+        if (!ServerAddress::parse(text, server, error)) {
+            ZEP_LOG(OZKLogLevelWarning, kSrc, "setLoryAddressList: ignored [" << text << "]: " << error);
+            continue;
+        }
+        servers.push_back(server);
+    }
+    m_servers = servers;
+    m_serverIndex = 0;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "setLoryAddressList: [" << m_servers.size() << "] servers");
+}
+
+void AccountManager::setTftpAddressList(const std::vector<std::string>& addresses) {
+    m_tftp = addresses;
+    for (const std::string& a : addresses) ZEP_LOG(OZKLogLevelInfo, kSrc, "TFTP address [" << a << "]");
+}
+
+void AccountManager::setCtiAddressList(const std::vector<std::string>& addresses) {
+    m_cti = addresses;
+    for (const std::string& a : addresses) ZEP_LOG(OZKLogLevelInfo, kSrc, "CTI address [" << a << "]");
+}
+
+// --- Sign-in ----------------------------------------------------------------
+
+int AccountManager::startSignIn(bool manualSettings) {
+    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    if (m_stage == Stage::Registering || m_stage == Stage::SignedIn) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "startSignIn: already signed in or signing in");
+        return kResultInvalidState;
+    }
+    m_manualSettings = manualSettings;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "startSignIn manualSettings [" << manualSettings << "]");
+    if (m_email.empty()) {
+        askForAddress(std::string());
+    } else {
+        askForCredentials(std::string());
+    }
+    return kResultOk;
+}
+
+int AccountManager::setUserProfileEmailAddress(const std::string& email) {
+    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    std::string user;
+    std::string domain;
+    if (!splitAddress(email, user, domain)) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileEmailAddress: malformed address");
+        askForAddress("Malformed e-mail address");
+        return kResultOk;
+    }
+    m_email = email;
+    m_user = user;
+    m_domain = domain;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileEmailAddress [" << email << "]");
+    askForCredentials(std::string());
+    return kResultOk;
+}
+
+int AccountManager::setUserProfileCredentials(unsigned authenticator, const std::string& username,
+                                              const std::string& password) {
+    // Neither name nor password is logged.
+    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    if (m_stage != Stage::NeedCredentials) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileCredentials: no credentials asked for");
+        return kResultInvalidState;
+    }
+    if (authenticator != m_authenticator) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileCredentials: unknown authenticator [" << authenticator << "]");
+        return kResultInvalidArgument;
+    }
+    if (password.empty()) {
+        askForCredentials("Missing password");
+        return kResultOk;
+    }
+    m_authUser = username.empty() ? m_user : username;
+    LinphoneCore* core = m_context.engine.core();
+    linphone_core_clear_all_auth_info(core);
+    // With the realm given up front the engine stores only the digest hash.
+    LinphoneAuthInfo* info = linphone_factory_create_auth_info_2(linphone_factory_get(), m_authUser.c_str(), nullptr,
+                                                                 password.c_str(), nullptr, m_domain.c_str(),
+                                                                 m_domain.c_str(), nullptr);
+    linphone_core_add_auth_info(core, info);
+    linphone_auth_info_unref(info);
+    m_serverIndex = 0;
+    m_backoff.reset();
+    std::string error;
+    if (!registerAccount(error)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "setUserProfileCredentials: " << error);
+        askForCredentials(error);
+        return kResultOk;
+    }
+    m_stage = Stage::Registering;
+    m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                        [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSigningIn); });
+    return kResultOk;
+}
+
+void AccountManager::askForAddress(const std::string& error) {
+    m_stage = Stage::NeedAddress;
+    m_context.queue.post([this, error] {
+        m_context.deliver<ZepLoginObserver>("onUserProfileEmailAddressRequired", [&](ZepLoginObserver& o) {
+            o.onUserProfileEmailAddressRequired(errorList(error));
+        });
+    });
+}
+
+void AccountManager::askForCredentials(const std::string& error) {
+    m_stage = Stage::NeedCredentials;
+    m_authenticator = m_nextAuthenticator++;
+    const unsigned id = m_authenticator;
+    m_context.queue.post([this, id, error] {
+        m_context.deliver<ZepLoginObserver>("onCredentialsRequired", [&](ZepLoginObserver& o) {
+            o.onCredentialsRequired(id, errorList(error));
+        });
+    });
+}
+
+bool AccountManager::registerAccount(std::string& error) {
+    LinphoneCore* core = m_context.engine.core();
+    dropAccount();
+    std::string server;
+    if (!m_servers.empty()) {
+        server = m_servers[m_serverIndex % m_servers.size()].uri();
+    } else if (!m_manualSettings) {
+        // No list: the address's domain is the SIP domain, found as the engine resolves it.
+        server = "sip:" + m_domain;
+    } else {
+        error = "No server configured";
+        return false;
+    }
+    LinphoneAddress* identity =
+        linphone_factory_create_address(linphone_factory_get(), ("sip:" + m_user + "@" + m_domain).c_str());
+    LinphoneAddress* proxy = linphone_factory_create_address(linphone_factory_get(), server.c_str());
+    if (identity == nullptr || proxy == nullptr) {
+        if (identity) linphone_address_unref(identity);
+        if (proxy) linphone_address_unref(proxy);
+        error = "Invalid account address";
+        return false;
+    }
+    LinphoneAccountParams* params = linphone_core_create_account_params(core);
+    linphone_account_params_set_identity_address(params, identity);
+    linphone_account_params_set_server_address(params, proxy);
+    linphone_account_params_set_outbound_proxy_enabled(params, TRUE);
+    linphone_account_params_set_register_enabled(params, TRUE);
+    linphone_address_unref(identity);
+    linphone_address_unref(proxy);
+    m_pAccount = linphone_core_create_account(core, params);
+    linphone_account_params_unref(params);
+    if (m_pAccount == nullptr || linphone_core_add_account(core, m_pAccount) != 0) {
+        dropAccount();
+        error = "The engine refused the account";
+        return false;
+    }
+    linphone_core_set_default_account(core, m_pAccount);
+    setStatus(kStatusConnecting);
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "registering through [" << server << "]");
+    return true;
+}
+
+void AccountManager::dropAccount() {
+    if (m_pAccount == nullptr) return;
+    LinphoneCore* core = m_context.engine.core();
+    LinphoneAccount* account = m_pAccount;
+    m_pAccount = nullptr;
+    // Removing a registered account also unregisters it.
+    if (core != nullptr) linphone_core_remove_account(core, account);
+    linphone_account_unref(account);
+}
+
+void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
+    // Accounts being removed still report; only the current one counts.
+    if (account != m_pAccount) return;
+    const LinphoneErrorInfo* info = linphone_account_get_error_info(account);
+    const int code = info ? linphone_error_info_get_protocol_code(info) : 0;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "registration ["
+                                       << linphone_registration_state_to_string(
+                                              static_cast<LinphoneRegistrationState>(state))
+                                       << "] code [" << code << "]");
+    if (state == LinphoneRegistrationOk) {
+        m_backoff.reset();
+        setStatus(kStatusConnected);
+        if (m_stage == Stage::Registering) {
+            m_stage = Stage::SignedIn;
+            announceSignedIn();
+        }
+        return;
+    }
+    if (state != LinphoneRegistrationFailed) return;
+    if (isAuthFailure(code)) {
+        // Wrong credentials: stop here (no retries) and ask again.
+        const std::string cause = "Authentication failed: wrong user name or password (" + std::to_string(code) + ")";
+        m_context.queue.post([this, cause] {
+            dropAccount();
+            linphone_core_clear_all_auth_info(m_context.engine.core());
+            setStatus(kStatusDisconnected);
+            m_context.deliver<ZepLoginObserver>("onAuthenticationStatusChanged", [](ZepLoginObserver& o) {
+                o.onAuthenticationStatusChanged(kAuthNotAuthenticated, kResultInvalidCredentials);
+            });
+            askForCredentials(cause);
+        });
+        return;
+    }
+    std::string reason = kReasonUnreachable;
+    if (code != 0) reason += " (" + std::to_string(code) + ")";
+    m_context.queue.post([this, reason] { serverUnreachable(reason); });
+}
+
+void AccountManager::serverUnreachable(const std::string& reason) {
+    if (m_pAccount == nullptr) return;
+    // Next server in the list first; when all failed, wait and start over.
+    if (m_servers.size() > 1 && m_serverIndex + 1 < m_servers.size()) {
+        ++m_serverIndex;
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "failing over to server [" << m_serverIndex << "]");
+        std::string error;
+        if (registerAccount(error)) return;
+    }
+    m_serverIndex = 0;
+    setStatus(kStatusConnecting);
+    const std::chrono::seconds delay = m_backoff.schedule(RetryBackoff::Clock::now());
+    ZEP_LOG(OZKLogLevelWarning, kSrc, "connection failure [" << reason << "], retry in [" << delay.count() << "] s");
+    m_context.deliver<ZepConnectionObserver>("onConnectionFailure",
+                                             [&](ZepConnectionObserver& o) { o.onConnectionFailure(reason); });
+    if (!m_retryCheckPosted) {
+        m_retryCheckPosted = true;
+        m_context.queue.post([this] { checkRetry(); });
+    }
+}
+
+void AccountManager::checkRetry() {
+    // Runs once per pump while a retry is armed: a deadline check, never a wait.
+    m_retryCheckPosted = false;
+    if (!m_backoff.armed() || m_pAccount == nullptr) return;
+    if (!m_backoff.due(RetryBackoff::Clock::now())) {
+        m_retryCheckPosted = true;
+        m_context.queue.post([this] { checkRetry(); });
+        return;
+    }
+    m_backoff.disarm();
+    std::string error;
+    if (!registerAccount(error)) ZEP_LOG(OZKLogLevelWarning, kSrc, "retry failed: " << error);
+}
+
+void AccountManager::setStatus(const char* status) {
+    if (m_status == status) return;
+    m_status = status;
+    const std::string copy = status;
+    m_context.deliver<ZepConnectionObserver>("onConnectionStatusChange",
+                                             [&](ZepConnectionObserver& o) { o.onConnectionStatusChange(copy); });
+}
+
+void AccountManager::announceSignedIn() {
+    // loggedin first, then what a page needs to show the line.
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "signed in as [" << m_email << "]");
+    m_context.deliver<ZepLoginObserver>("onLoggedIn", [](ZepLoginObserver& o) { o.onLoggedIn(); });
+    m_context.deliver<ZepLoginObserver>("onAuthenticationStatusChanged", [](ZepLoginObserver& o) {
+        o.onAuthenticationStatusChanged(kAuthAuthenticated, kResultSuccess);
+    });
+    m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                        [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedIn); });
+    const std::string status = m_status;
+    m_context.deliver<ZepConnectionObserver>("onConnectionStatusChange",
+                                             [&](ZepConnectionObserver& o) { o.onConnectionStatusChange(status); });
+    PhoneList devices = std::make_shared<std::vector<std::shared_ptr<ZepPhoneInfo>>>();
+    devices->push_back(device());
+    m_context.deliver<ZepConnectionObserver>(
+        "onZepTelephonyDevicesChanged", [&](ZepConnectionObserver& o) { o.onZepTelephonyDevicesChanged(devices); });
+    const std::string name = deviceName();
+    const std::string line = m_user;
+    m_context.deliver<ZepConnectionObserver>("onCallControlModeChange", [&](ZepConnectionObserver& o) {
+        o.onCallControlModeChange(kModeSoftPhone, name, line);
+    });
+}
+
+// --- Device, line and connection --------------------------------------------
+
+std::string AccountManager::deviceName() const { return "softphone:" + m_user + "@" + m_domain; }
+
+std::shared_ptr<ZepPhoneInfo> AccountManager::device() const {
+    auto phone = std::make_shared<ZepPhoneInfo>();
+    phone->setName(deviceName());
+    phone->setDescription(std::string(kDeviceModel) + " for " + m_user + "@" + m_domain);
+    phone->setModel(kDeviceModel);
+    phone->setModelDescription(kDeviceModel);
+    phone->setSoftPhone(true);
+    phone->setDeskPhone(false);
+    phone->setLineDNs(std::vector<std::string>{m_user});
+    return phone;
+}
+
+std::shared_ptr<ZepDeviceAndPhoneInfo> AccountManager::getDeviceAndPhoneInfo() {
+    if (m_stage != Stage::SignedIn && m_stage != Stage::Registering) return std::shared_ptr<ZepDeviceAndPhoneInfo>();
+    auto info = std::make_shared<ZepDeviceAndPhoneInfo>();
+    info->setName(deviceName());
+    info->setDescription(std::string(kDeviceModel) + " for " + m_user + "@" + m_domain);
+    info->setModel(kDeviceModel);
+    info->setModelDescription(kDeviceModel);
+    info->setSoftPhone(true);
+    info->setLines(std::vector<std::string>{m_user});
+    info->setActiveLine(true);
+    info->setLineNumber(m_user);
+    info->setLineName(m_email);
+    return info;
+}
+
+int AccountManager::getConnectionStatus(std::string& status) {
+    status = m_status;
+    return kResultOk;
+}
+
+int AccountManager::getMode(std::string& mode) {
+    mode = kModeSoftPhone;
+    return kResultOk;
+}
+
+int AccountManager::connect(const std::string& deviceName, const std::string& lineDN, bool forceRegistration) {
+    if (m_pAccount == nullptr) return kResultInvalidState;
+    if (!deviceName.empty() && deviceName != this->deviceName()) return kResultInvalidArgument;
+    if (!lineDN.empty() && lineDN != m_user) return kResultInvalidArgument;
+    if (forceRegistration) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "connect: registering again");
+        linphone_account_refresh_register(m_pAccount);
+    }
+    const std::string name = this->deviceName();
+    const std::string line = m_user;
+    m_context.queue.post([this, name, line] {
+        m_context.deliver<ZepConnectionObserver>("onCallControlModeChange", [&](ZepConnectionObserver& o) {
+            o.onCallControlModeChange(kModeSoftPhone, name, line);
+        });
+    });
+    return kResultOk;
+}
+
+int AccountManager::getAvailableDevices(PhoneList& devices) {
+    devices = std::make_shared<std::vector<std::shared_ptr<ZepPhoneInfo>>>();
+    if (m_stage == Stage::SignedIn || m_stage == Stage::Registering) devices->push_back(device());
+    return kResultOk;
+}
+
+int AccountManager::logout() {
+    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "logout");
+    dropAccount();
+    linphone_core_clear_all_auth_info(m_context.engine.core());
+    m_backoff.reset();
+    m_stage = Stage::Idle;
+    setStatus(kStatusDisconnected);
+    m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                        [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
+    return kResultOk;
+}
+
+int AccountManager::resetData() {
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "resetData");
+    if (m_context.engine.core() != nullptr) {
+        logout();
+        linphone_core_clear_accounts(m_context.engine.core());
+    }
+    m_email.clear();
+    m_user.clear();
+    m_domain.clear();
+    m_authUser.clear();
+    m_authenticator = 0;
+    m_stage = Stage::Idle;
+    return kResultOk;
+}
+
+int AccountManager::encryptPboxPassword(const std::string&, std::string& encrypted) {
+    encrypted.clear();
+    return kResultOk;
+}
+
+int AccountManager::configure(const std::string& shmLocalName, const std::string& shmRemoteName) {
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "configure local [" << shmLocalName << "] remote [" << shmRemoteName << "]");
+    return kResultOk;
+}
+
+int AccountManager::handleInvalidCertificate(const std::string& certFingerprint, bool accept) {
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept
+                                                                << "]: no certificate is waiting");
+    return kResultInvalidState;
+}
+
+LinphoneAccount* AccountManager::currentAccount() const { return m_pAccount; }
+
+std::string AccountManager::sipDomain() const { return m_pAccount ? m_domain : std::string(); }
+
+std::string AccountManager::lineNumber() const { return m_pAccount ? m_user : std::string(); }
 
 }  // namespace zep
 }  // namespace tessel

@@ -8,8 +8,13 @@
 #include <zepwrapper/ZepPhoneInfo.h>
 
 #include "FrameworkContext.h"
+#include "RetryBackoff.h"
+#include "ServerAddress.h"
 
 typedef struct _LinphoneAccount LinphoneAccount;
+typedef struct _LinphoneCore LinphoneCore;
+typedef struct _LinphoneCoreCbs LinphoneCoreCbs;
+typedef struct _LinphoneAuthInfo LinphoneAuthInfo;
 
 namespace tessel {
 namespace zep {
@@ -54,8 +59,51 @@ public:
     // The line's directory number (the account's user part), "" when none.
     std::string lineNumber() const;
 
+    // Connection status words.
+    static const char* const kStatusDisconnected;
+    static const char* const kStatusConnecting;
+    static const char* const kStatusConnected;
+    // The one call-control mode and the device model of this softphone.
+    static const char* const kModeSoftPhone;
+    static const char* const kDeviceModel;
+
 private:
+    enum class Stage { Idle, NeedAddress, NeedCredentials, Registering, SignedIn };
+
+    // The engine's C callbacks, defined next to the implementation.
+    struct EngineCallbacks;
+    friend struct EngineCallbacks;
+    void handleRegistration(LinphoneAccount* account, int state);
+
+    void askForAddress(const std::string& error);
+    void askForCredentials(const std::string& error);
+    bool registerAccount(std::string& error);
+    void dropAccount();
+    void serverUnreachable(const std::string& reason);
+    void checkRetry();
+    void setStatus(const char* status);
+    void announceSignedIn();
+    std::string deviceName() const;
+    std::shared_ptr<ZepPhoneInfo> device() const;
+
     FrameworkContext m_context;
+    LinphoneCoreCbs* m_pCbs = nullptr;
+    LinphoneAccount* m_pAccount = nullptr;
+    Stage m_stage = Stage::Idle;
+    std::string m_status;
+    bool m_manualSettings = false;
+    std::vector<ServerAddress> m_servers;
+    std::vector<std::string> m_tftp;
+    std::vector<std::string> m_cti;
+    size_t m_serverIndex = 0;
+    std::string m_email;
+    std::string m_user;    // the identity's user part: the line
+    std::string m_domain;  // the identity's domain
+    std::string m_authUser;
+    unsigned m_authenticator = 0;
+    unsigned m_nextAuthenticator = 1;
+    RetryBackoff m_backoff;
+    bool m_retryCheckPosted = false;
 };
 
 }  // namespace zep
