@@ -8,6 +8,7 @@
 #include <zepwrapper/ZepConnectionObserver.h>
 #include <zepwrapper/ZepLoginObserver.h>
 
+#include "PasswordVault.h"
 #include "ResultCodes.h"
 
 namespace tessel {
@@ -33,7 +34,6 @@ const char* const kResultSuccess = "Success";
 const char* const kResultInvalidCredentials = "InvalidCredentials";
 // Connection failure reasons.
 const char* const kReasonUnreachable = "ServerUnreachable";
-const char* const kReasonNoServer = "NoServerConfigured";
 
 ZepLoginObserver::Errors errorList(const std::string& error) {
     auto errors = std::make_shared<std::vector<std::string>>();
@@ -481,8 +481,14 @@ int AccountManager::resetData() {
     return kResultOk;
 }
 
-int AccountManager::encryptPboxPassword(const std::string&, std::string& encrypted) {
-    encrypted.clear();
+int AccountManager::encryptPboxPassword(const std::string& password, std::string& encrypted) {
+    // A failure still answers success, with an empty text: the caller has
+    // nothing it could do differently.
+    std::string error;
+    if (!PasswordVault::encrypt(password, encrypted, error)) {
+        ZEP_LOG(OZKLogLevelError, kSrc, "encryptPboxPassword failed: " << error);
+        encrypted.clear();
+    }
     return kResultOk;
 }
 
