@@ -432,3 +432,17 @@ TEST_F(FrameworkSignIn, EncryptedPasswordsRoundTripUnderAPrivateKey) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(FrameworkSignIn, ConfigureChecksSharedMemoryNamesAndNoCertificateWaits) {
+    EXPECT_EQ(m_pZep->configure("/zep-local", "zep-remote"), 0);
+    EXPECT_EQ(m_pZep->configure("", ""), 0);
+    EXPECT_EQ(m_pZep->configure("/a/b", "ok"), 15);
+    EXPECT_EQ(m_pZep->configure("ok", "has space"), 15);
+    EXPECT_EQ(m_pZep->configure(std::string(256, 'x'), "ok"), 15);
+    EXPECT_EQ(m_pZep->handleInvalidCertificate("AB:CD", true), 11);
+    EXPECT_EQ(m_pZep->handleInvalidCertificate("", false), 15);
+}
+
+}  // namespace

@@ -492,12 +492,37 @@ int AccountManager::encryptPboxPassword(const std::string& password, std::string
     return kResultOk;
 }
 
+namespace {
+// A POSIX shared-memory name: printable, at most 255 characters, "/" only in front.
+bool validShmName(const std::string& name) {
+    if (name.size() > 255) return false;
+    for (size_t i = 0; i < name.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(name[i]);
+        if (c < 0x21 || c > 0x7e) return false;
+        if (name[i] == '/' && i != 0) return false;
+    }
+    return name != "/";
+}
+}  // namespace
+
 int AccountManager::configure(const std::string& shmLocalName, const std::string& shmRemoteName) {
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "configure local [" << shmLocalName << "] remote [" << shmRemoteName << "]");
+    if (!validShmName(shmLocalName) || !validShmName(shmRemoteName)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "configure: invalid shared-memory name, local [" << shmLocalName
+                                              << "] remote [" << shmRemoteName << "]");
+        return kResultInvalidArgument;
+    }
+    // Video is drawn only in the external window; the names are kept for the log.
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "configure local [" << shmLocalName << "] remote [" << shmRemoteName
+                                                       << "], video in the external window only");
     return kResultOk;
 }
 
 int AccountManager::handleInvalidCertificate(const std::string& certFingerprint, bool accept) {
+    if (certFingerprint.empty()) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "handleInvalidCertificate: empty fingerprint");
+        return kResultInvalidArgument;
+    }
+    // Certificates that fail validation fail the connection; none waits for a decision.
     ZEP_LOG(OZKLogLevelInfo, kSrc, "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept
                                                                 << "]: no certificate is waiting");
     return kResultInvalidState;
