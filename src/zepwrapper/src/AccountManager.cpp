@@ -295,10 +295,13 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
                                        << "] code [" << code << "]");
     if (state == LinphoneRegistrationOk) {
         m_backoff.reset();
-        setStatus(kStatusConnected);
         if (m_stage == Stage::Registering) {
+            // The status change is part of the signed-in announcement, after "loggedin".
+            m_status = kStatusConnected;
             m_stage = Stage::SignedIn;
             announceSignedIn();
+        } else {
+            setStatus(kStatusConnected);
         }
         return;
     }
