@@ -244,7 +244,7 @@ TEST_F(FrameworkSignIn, SignsInWithEventsInOrderAndShowsTheSoftphone) {
     ASSERT_NE(first, m_journal.lines.end());
     EXPECT_EQ(std::vector<std::string>(first, m_journal.lines.end()), expected);
     EXPECT_EQ(m_journal.lines.front(), "userprofileemailaddressrequired ");
-    EXPECT_EQ(m_journal.count("connectionstatuschange Connected"), 1u);
+    EXPECT_EQ(m_journal.count("connectionstatuschange Connected"), 1u) << ::testing::PrintToString(m_journal.lines);
 
     std::string status;
     EXPECT_EQ(m_pZep->getConnectionStatus(status), 0);
