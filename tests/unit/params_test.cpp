@@ -53,6 +53,8 @@ TEST(StringConversions, RangesAreEnforcedAtTheirLimits) {
     expectConversion<uint32_t>(StringUtil::stringToUnsignedInt, "4294967296", false, 7);
     expectConversion<uint64_t>(StringUtil::stringToUnsignedLong, "18446744073709551615", true, UINT64_MAX);
     expectConversion<uint64_t>(StringUtil::stringToUnsignedLong, "18446744073709551616", false, 7);
+    expectConversion<uint32_t>(StringUtil::stringToUnsignedInt, "-1", false, 7);
+    expectConversion<uint64_t>(StringUtil::stringToUnsignedLong, "-0", false, 7);
 }
 
 TEST(StringConversions, OnlyTheWholeTextCounts) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include <iconv.h>
@@ -74,6 +75,11 @@ bool convertBytes(const char* to, const char* from, const char* data, size_t len
 
 template <class T>
 bool lexicalConvert(const std::string& text, T& out) {
+    // The conversion library wraps "-1" round to the type's maximum; for an
+    // unsigned parameter that would turn a page's mistake into a huge id.
+    if (std::is_unsigned<T>::value && !text.empty() && text[0] == '-') {
+        return false;
+    }
     T value;
     if (!boost::conversion::try_lexical_convert(text, value)) {
         return false;
