@@ -58,7 +58,8 @@ bool SignedInHost::start(const std::string& transport) {
     return true;
 }
 
-bool SignedInHost::signIn(const std::string& user, const std::string& password) {
+bool SignedInHost::signIn(const std::string& user, const std::string& password,
+                          std::chrono::microseconds* credentialsToLoggedIn) {
     const std::string secret = password.empty() ? m_sip.password(user) : password;
     ptree started = call("startSignIn", "{}");
     if (!field(started, "error").empty()) {
@@ -93,6 +94,7 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password) 
         }
     }
     const std::string authenticator = field(event, "content.authenticatorId");
+    const auto sentAt = std::chrono::steady_clock::now();
     ptree sent = call("setUserProfileCredentials",
                       "{\"authenticator\": " + (authenticator.empty() ? std::string("0") : authenticator) +
                           ", \"username\": " + quoted(user) + ", \"password\": " + quoted(secret) + "}");
@@ -101,6 +103,10 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password) 
     }
     if (!waitForEvent("loggedin", kStepTimeout)) {
         return fail("not signed in");
+    }
+    if (credentialsToLoggedIn != nullptr) {
+        *credentialsToLoggedIn =
+            std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - sentAt);
     }
     return true;
 }

@@ -40,7 +40,10 @@ public:
 
     // "startSignIn", the e-mail address when asked, then the credentials when
     // asked, then waits for "loggedin". password empty: the user's own one.
-    bool signIn(const std::string& user, const std::string& password = "");
+    // credentialsToLoggedIn, when given, receives the time from writing the
+    // credentials to reading "loggedin".
+    bool signIn(const std::string& user, const std::string& password = "",
+                std::chrono::microseconds* credentialsToLoggedIn = nullptr);
 
     // One request with its reply; a reply that never comes fails the test.
     boost::property_tree::ptree call(const std::string& name, const std::string& contentJson = "");

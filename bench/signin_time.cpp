@@ -1,0 +1,97 @@
+// Sign-in time through the built host: from writing "setUserProfileCredentials"
+// to its pipe to reading "loggedin", over N sign-ins (logout in between), next
+// to the same digest REGISTER made by a bare liblinphone core (pela_sippeer)
+// against the same Kamailio on loopback over TCP, in the same run.
+// Usage: signin_time [sign-ins, default 20, at most 200]
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "KamailioFixture.h"
+#include "SignedInHost.h"
+#include "SipPeer.h"
+
+using namespace std::chrono_literals;
+using tessel::test::KamailioFixture;
+using tessel::test::SignedInHost;
+using tessel::test::SipPeer;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double percentile(std::vector<double> v, double p) {
+    std::sort(v.begin(), v.end());
+    return v[static_cast<size_t>(p * (v.size() - 1) + 0.5)];
+}
+
+void report(const char* label, const std::vector<double>& ms) {
+    printf("%-22s %zu sign-ins: median %.2f ms, p95 %.2f ms, min %.2f ms\n", label, ms.size(), percentile(ms, 0.5),
+           percentile(ms, 0.95), *std::min_element(ms.begin(), ms.end()));
+}
+
+bool viaHost(KamailioFixture& sip, int count, std::vector<double>& ms) {
+    SignedInHost page(sip);
+    if (!page.start("tcp")) {
+        fprintf(stderr, "host: %s\n", page.why().c_str());
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        std::chrono::microseconds took{0};
+        if (!page.signIn("alice", "", &took)) {
+            fprintf(stderr, "host sign-in %d: %s\n", i, page.why().c_str());
+            return false;
+        }
+        ms.push_back(took.count() / 1000.0);
+        page.call("logout", "{}");
+        if (!page.waitForEvent("lifecyclestatechanged", 10s)) {
+            fprintf(stderr, "host: no sign-out after logout %d\n", i);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool viaBareCore(KamailioFixture& sip, int count, std::vector<double>& ms) {
+    SipPeer peer;
+    if (!peer.start()) {
+        fprintf(stderr, "peer: %s\n", peer.error().c_str());
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        const auto t0 = Clock::now();
+        if (!peer.registerAs(sip, "bob", "tcp")) {
+            fprintf(stderr, "bare core registration %d failed: %s\n", i, peer.error().c_str());
+            return false;
+        }
+        ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+        const size_t from = peer.eventCount();
+        peer.command("unregister");
+        peer.waitEvent("registration Cleared", 10s, from);
+    }
+    peer.stop();
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int count = std::clamp(argc > 1 ? std::atoi(argv[1]) : 20, 1, 200);
+    KamailioFixture sip;
+    if (!sip.start()) {
+        fprintf(stderr, "kamailio: %s\n", sip.error().c_str());
+        return 1;
+    }
+    std::vector<double> host;
+    std::vector<double> bare;
+    if (!viaHost(sip, count, host) || !viaBareCore(sip, count, bare)) {
+        return 1;
+    }
+    report("host (pipe to pipe)", host);
+    report("bare liblinphone core", bare);
+    printf("host adds %.2f ms at the median\n", percentile(host, 0.5) - percentile(bare, 0.5));
+    return 0;
+}
