@@ -32,6 +32,7 @@ struct Options {
     std::string recordFile;  // WAV the received audio is written to
     bool autoAnswer = false;
     std::string logLevel = "message";
+    int paceMs = 20;  // longest wait for input between two rounds of the engine
 };
 
 // Our end of the protocol. Standard output itself is pointed at standard
@@ -231,7 +232,7 @@ void Peer::run() {
     bool quit = false;
     while (!quit) {
         pollfd pfd = {STDIN_FILENO, POLLIN, 0};
-        const int r = poll(&pfd, 1, 20);
+        const int r = poll(&pfd, 1, m_options.paceMs);
         if (r > 0) {
             char buf[1024];
             const ssize_t n = read(STDIN_FILENO, buf, sizeof buf);
@@ -553,6 +554,11 @@ bool parseArgs(int argc, char** argv, Options& options) {
             options.recordFile = argv[++i];
         } else if (a == "--log-level" && hasValue) {
             options.logLevel = argv[++i];
+        } else if (a == "--pace-ms" && hasValue) {
+            options.paceMs = std::atoi(argv[++i]);
+            if (options.paceMs < 1 || options.paceMs > 1000) {
+                return false;
+            }
         } else if (a == "--auto-answer") {
             options.autoAnswer = true;
         } else {
@@ -569,7 +575,7 @@ int main(int argc, char** argv) {
     if (!parseArgs(argc, argv, options)) {
         std::fprintf(stderr,
                      "usage: %s --dir <folder> [--play <wav>] [--record <wav>] [--auto-answer] "
-                     "[--log-level debug|message|warning]\n",
+                     "[--log-level debug|message|warning] [--pace-ms 1..1000]\n",
                      argv[0]);
         return 2;
     }

@@ -224,6 +224,8 @@ bool SipPeer::start(std::chrono::milliseconds timeout) {
     if (m_options.autoAnswer) {
         args.push_back("--auto-answer");
     }
+    args.push_back("--pace-ms");
+    args.push_back(std::to_string(m_options.paceMs));
     std::vector<char*> argv;
     for (std::string& a : args) {
         argv.push_back(&a[0]);

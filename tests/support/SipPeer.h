@@ -55,6 +55,7 @@ public:
         std::string name = "peer";  // for messages only
         double toneHz = 440.0;      // frequency of the tone we send
         bool autoAnswer = false;    // accept every incoming call at once
+        int paceMs = 20;            // engine rounds at least this often (1..1000)
     };
 
     struct Stats {
