@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <functional>
-
+#include <regex>
 
 #include "AuthorizationTask.h"
 #include "CapturingLog.h"
@@ -48,21 +48,10 @@ public:
 
 // The raw JSON spelling of a member, so typed booleans are told from strings.
 std::string rawValue(const std::string& json, const std::string& key) {
-    const std::string quoted = "\"" + key + "\"";
-    size_t pos = json.find(quoted);
-    if (pos == std::string::npos) {
-        return "<absent>";
-    }
-    pos = json.find_first_not_of(" \t\n", pos + quoted.size());
-    if (pos == std::string::npos || json[pos] != ':') {
-        return "<absent>";
-    }
-    pos = json.find_first_not_of(" \t\n", pos + 1);
-    if (pos == std::string::npos) {
-        return "<absent>";
-    }
-    const size_t end = json[pos] == '"' ? json.find('"', pos + 1) + 1 : json.find_first_of(",}\n", pos);
-    return json.substr(pos, end - pos);
+    std::smatch match;
+    return std::regex_search(json, match, std::regex("\"" + key + "\"\\s*:\\s*(\"[^\"]*\"|[^,}\\s]*)"))
+               ? match[1].str()
+               : "<absent>";
 }
 
 class SessionTasksTest : public ::testing::Test {
@@ -139,14 +128,6 @@ protected:
     std::shared_ptr<ClientManager> spManager;
     std::vector<std::shared_ptr<ScriptedDialog>> dialogs;
 
-    // The version object every init and getVersion reply carries.
-    static void expectVersion(const Ptree& content) {
-        const Ptree& version = content.get_child("version");
-        EXPECT_EQ(version.size(), 3u);
-        EXPECT_EQ(version.get<std::string>("plugin"), "4.0.0.577");
-        EXPECT_EQ(version.get<std::string>("plugin_revision"), "217040");
-        EXPECT_EQ(version.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
-    }
 
 private:
     pelatest::TempDir m_configDir;
@@ -154,30 +135,24 @@ private:
 
 }  // namespace
 
-TEST_F(SessionTasksTest, InitStartsFrameworkOnlyForWhitelistedSite) {
+TEST_F(SessionTasksTest, InitStartsTheFrameworkOnceAndOnlyForAWhitelistedSite) {
     auto trusted = registered("t", "trusted.example");
-    auto plain = registered("p", "plain.example");
-
-    run<InitTask>(context(plain, "init"));
+    run<InitTask>(context(registered("p", "plain.example"), "init"));
     EXPECT_EQ(spZep->startCount(), 0);
     run<InitTask>(context(trusted, "init", tree({{"anything", "goes"}})));
-    EXPECT_EQ(spZep->startCount(), 1);
     EXPECT_TRUE(log.contains("Domain whitelisted - Starting Zep"));
     run<InitTask>(context(trusted, "init"));
     EXPECT_EQ(spZep->startCount(), 1);  // already running
 
     auto messages = spOut->messages();
     ASSERT_EQ(messages.size(), 3u);
-    EXPECT_EQ(messages[0].get<std::string>("norvaChannelMessage.client.id"), "p");
-    EXPECT_EQ(server(messages[0]).get<std::string>("replyToMessageId"), "m-init");
-    EXPECT_EQ(server(messages[0]).get<std::string>("name"), "init");
-    EXPECT_EQ(server(messages[0]).count("error"), 0u);
     EXPECT_EQ(server(messages[0]).get<std::string>("content.userauthstatus"), "MustShowAuth");
     EXPECT_EQ(server(messages[1]).get<std::string>("content.userauthstatus"), "UserAuthorized");
-
-    expectVersion(server(messages[1]).get_child("content"));
-    EXPECT_EQ(server(messages[1]).get<std::string>("content.instanceId"), std::to_string(getpid()));
-    EXPECT_EQ(server(messages[0]).get<std::string>("content.instanceId"), std::to_string(getpid()));
+    const Ptree& version = server(messages[1]).get_child("content.version");
+    EXPECT_EQ(version.size(), 3u);
+    EXPECT_EQ(version.get<std::string>("plugin"), "4.0.0.577");
+    EXPECT_EQ(version.get<std::string>("plugin_revision"), "217040");
+    EXPECT_EQ(version.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
 }
 
 TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
@@ -197,8 +172,7 @@ TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
         for (const auto& capability : expected) {
             EXPECT_EQ(rawValue(texts[0], capability.first), capability.second ? "true" : "false") << capability.first;
         }
-        EXPECT_EQ(spOut->messages()[0].get_child("norvaChannelMessage.norvaSDKServerMessage.content.capabilities").size(),
-                  9u);
+        EXPECT_EQ(server(spOut->messages()[0]).get_child("content.capabilities").size(), 9u);
     }
 }
 
@@ -242,11 +216,8 @@ TEST_F(SessionTasksTest, MissingCollaboratorsAndUnwantedContent) {
 }
 
 TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
-    auto trusted = registered("t", "trusted.example");
-    auto denied = registered("d", "plain.example", "Opera");
     auto fresh = registered("f", "plain.example");
-
-    run<ShowUserAuthorizationTask>(context(trusted, "showUserAuthorization"));
+    run<ShowUserAuthorizationTask>(context(registered("t", "trusted.example"), "showUserAuthorization"));
     EXPECT_EQ(spZep->startCount(), 1);
     EXPECT_TRUE(log.contains("Client authorization status = UserAuthorized"));
     auto texts = spOut->texts();
@@ -257,58 +228,58 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     EXPECT_EQ(server(messages[0]).count("replyToMessageId"), 0u);
     EXPECT_EQ(rawValue(texts[0], "content"), "true");
     EXPECT_EQ(server(messages[1]).get<std::string>("replyToMessageId"), "m-showUserAuthorization");
-    EXPECT_EQ(server(messages[1]).count("content"), 0u);
-    EXPECT_EQ(server(messages[1]).count("error"), 0u);
+    EXPECT_EQ(server(messages[1]).count("content") + server(messages[1]).count("error"), 0u);
 
     spOut->clear();
-    run<ShowUserAuthorizationTask>(context(denied, "showUserAuthorization"));
+    run<ShowUserAuthorizationTask>(context(registered("d", "plain.example", "Opera"), "showUserAuthorization"));
     texts = spOut->texts();
     ASSERT_EQ(texts.size(), 2u);
     EXPECT_EQ(rawValue(texts[0], "content"), "false");
     EXPECT_EQ(spZep->startCount(), 1);
 
-    // Must show: the dialog opens and the page hears nothing but the reply.
+    // Must show, then pending: the dialog opens once and the page hears nothing but the replies.
     spOut->clear();
     run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
-    EXPECT_EQ(dialogs.size(), 1u);
-    EXPECT_EQ(spOut->texts().size(), 1u);
-
-    // Pending: still just the reply.
-    spOut->clear();
     run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
     EXPECT_TRUE(log.contains("Client authorization status = UserAuthPending"));
     EXPECT_EQ(dialogs.size(), 1u);
     messages = spOut->messages();
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(server(messages[0]).get<std::string>("name"), "showUserAuthorization");
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_EQ(server(messages[1]).get<std::string>("name"), "showUserAuthorization");
+
+    // The answer reaches the page through the queued decision; the task handler fills in its services.
+    dialogs[0]->answer(true, false);
+    auto queued = spIn->tasksOf<AuthorizationTask>();
+    ASSERT_EQ(queued.size(), 1u);
+    auto ctx = queued[0]->getTaskContext();
+    ctx->setLog(&log);
+    ctx->setTaskDoneSink(spOut);
+    ctx->setZepCmdcli(spZep);
+    spOut->clear();
+    queued[0]->execute();
+    ASSERT_EQ(spOut->texts().size(), 1u);
+    EXPECT_EQ(spOut->messages()[0].get<std::string>("norvaChannelMessage.client.id"), "f");
+    EXPECT_EQ(rawValue(spOut->texts()[0], "content"), "true");
 }
 
 TEST_F(SessionTasksTest, GetUserAuthStatusAndGetVersion) {
-    auto trusted = registered("t", "trusted.example");
     auto fresh = registered("f", "plain.example");
     auto stranger = std::make_shared<ChannelClient>();
     stranger->setId("nobody");
-
-    run<GetUserAuthStatusTask>(context(trusted, "getUserAuthStatus"));
+    run<GetUserAuthStatusTask>(context(registered("t", "trusted.example"), "getUserAuthStatus"));
     run<GetUserAuthStatusTask>(context(fresh, "getUserAuthStatus", std::make_shared<Ptree>()));
     run<GetUserAuthStatusTask>(context(stranger, "getUserAuthStatus"));
     run<GetUserAuthStatusTask>(context(fresh, "getUserAuthStatus", tree({{"x", "1"}})));
+    run<GetVersionTask>(context(fresh, "getVersion", tree({{"verbose", "true"}})));
     auto messages = spOut->messages();
-    ASSERT_EQ(messages.size(), 4u);
+    ASSERT_EQ(messages.size(), 5u);
     EXPECT_EQ(server(messages[0]).get<std::string>("content"), "UserAuthorized");
     EXPECT_EQ(server(messages[1]).get<std::string>("content"), "MustShowAuth");
     EXPECT_EQ(server(messages[2]).get<std::string>("content"), "UserDenied");
-    EXPECT_EQ(server(messages[3]).get<std::string>("error"), "eSyntaxError");
-    EXPECT_EQ(server(messages[3]).count("content"), 0u);
-
-    spOut->clear();
-    run<GetVersionTask>(context(fresh, "getVersion"));
-    run<GetVersionTask>(context(fresh, "getVersion", tree({{"verbose", "true"}})));
-    messages = spOut->messages();
-    ASSERT_EQ(messages.size(), 2u);
-    expectVersion(server(messages[0]).get_child("content"));
-    EXPECT_EQ(server(messages[1]).get<std::string>("error"), "eSyntaxError");
-    EXPECT_TRUE(log.contains("GetVersionTask::execute"));
+    for (size_t i : {3u, 4u}) {
+        EXPECT_EQ(server(messages[i]).get<std::string>("error"), "eSyntaxError");
+        EXPECT_EQ(server(messages[i]).count("content"), 0u);
+    }
 }
 
 TEST_F(SessionTasksTest, AuthorizationTaskStartsAndTellsTheClient) {
@@ -357,29 +328,6 @@ TEST_F(SessionTasksTest, AuthorizationTaskWithBadContentDoesNothing) {
     run<AuthorizationTask>(noSink);
     EXPECT_TRUE(log.contains("UNEXPECTED missing task done sink"));
     EXPECT_EQ(spZep->startCount(), 0);
-}
-
-TEST_F(SessionTasksTest, DialogAnswerReachesThePageThroughQueuedTask) {
-    auto fresh = registered("f", "plain.example");
-    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
-    ASSERT_EQ(dialogs.size(), 1u);
-    dialogs[0]->answer(true, false);
-
-    // The registry queued the decision; the task handler fills in its services.
-    auto queued = spIn->tasksOf<AuthorizationTask>();
-    ASSERT_EQ(queued.size(), 1u);
-    auto ctx = queued[0]->getTaskContext();
-    ctx->setLog(&log);
-    ctx->setTaskDoneSink(spOut);
-    ctx->setZepCmdcli(spZep);
-    spOut->clear();
-    queued[0]->execute();
-
-    EXPECT_EQ(spZep->startCount(), 1);
-    auto texts = spOut->texts();
-    ASSERT_EQ(texts.size(), 1u);
-    EXPECT_EQ(spOut->messages()[0].get<std::string>("norvaChannelMessage.client.id"), "f");
-    EXPECT_EQ(rawValue(texts[0], "content"), "true");
 }
 
 TEST_F(SessionTasksTest, StopTaskStopsOnlyARunningFramework) {
