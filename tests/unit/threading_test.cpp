@@ -85,13 +85,16 @@ public:
     ozk::Event release{true};
 };
 
-TEST(EventTest, AutoResetAndManualResetSemantics) {
+TEST(EventTest, AutoResetManualResetAndTimedWaitEdges) {
     ozk::Event autoReset(true);
     EXPECT_TRUE(autoReset.set());
-    EXPECT_TRUE(autoReset.set());  // setting a signalled event changes nothing
+    EXPECT_TRUE(autoReset.set());     // setting a signalled event changes nothing
     EXPECT_FALSE(autoReset.reset());  // refused on auto-reset, signal kept
-    EXPECT_TRUE(autoReset.wait());
-    EXPECT_FALSE(autoReset.timedWait(20));  // the second set was not remembered
+    EXPECT_FALSE(autoReset.timedWait(-1));  // a negative wait fails at once, even when signalled
+    EXPECT_TRUE(autoReset.timedWait(0));    // and left the signal, which a zero wait consumes
+    auto start = Clock::now();
+    EXPECT_FALSE(autoReset.timedWait(120));  // the second set was not remembered
+    EXPECT_GE(elapsedMs(start), 120);
 
     ozk::Event manual(false);
     manual.set();
@@ -99,20 +102,6 @@ TEST(EventTest, AutoResetAndManualResetSemantics) {
     EXPECT_TRUE(manual.timedWait(0));
     EXPECT_TRUE(manual.reset());
     EXPECT_FALSE(manual.timedWait(0));
-}
-
-TEST(EventTest, TimedWaitEdgeCases) {
-    ozk::Event event(true);
-    event.set();
-    // A negative wait fails at once, even when signalled, and leaves the signal.
-    EXPECT_FALSE(event.timedWait(-1));
-    // A zero wait on a signalled event succeeds (and consumes it).
-    EXPECT_TRUE(event.timedWait(0));
-    EXPECT_FALSE(event.timedWait(0));
-
-    auto start = Clock::now();
-    EXPECT_FALSE(event.timedWait(120));
-    EXPECT_GE(elapsedMs(start), 120);
 }
 
 TEST(EventTest, SetFromAnotherThreadWakesOneOrAllWaiters) {
@@ -142,10 +131,7 @@ TEST(EventTest, SetFromAnotherThreadWakesOneOrAllWaiters) {
 
 TEST(MutexTest, RecursiveExclusiveAndScopedLockUnlocksOnce) {
     ozk::Mutex mutex;
-    EXPECT_EQ(mutex.lock(), 0);
-    EXPECT_EQ(mutex.lock(), 0);
-    EXPECT_EQ(mutex.unlock(), 0);
-    EXPECT_EQ(mutex.unlock(), 0);
+    EXPECT_EQ(mutex.lock() + mutex.lock() + mutex.unlock() + mutex.unlock(), 0);
     {
         ozk::ScopedLock outer(mutex);
         ozk::ScopedLock inner(mutex);
@@ -224,10 +210,6 @@ TEST(ThreadTest, StartJoinAndSystemName) {
     ASSERT_TRUE(unnamedProbe.startOn(unnamed));
     EXPECT_TRUE(std::regex_match(unnamed.getName(), std::regex("0x[0-9a-f]+"))) << unnamed.getName();
     EXPECT_EQ(unnamedProbe.commName, unnamed.getName().substr(0, 15));
-    // A rename after start does not reach the system thread.
-    unnamed.setName("renamed");
-    EXPECT_EQ(unnamed.getName(), "renamed");
-    EXPECT_EQ(commOf(unnamedProbe.tid), unnamedProbe.commName);
     unnamedProbe.finish(unnamed);
 }
 
@@ -250,11 +232,10 @@ TEST(ThreadTest, StackSizeAppliesAndIsRefusedWhileRunning) {
     std::atomic<bool> ran{false};
     FunctionRunnable work([&] { ran = true; });
     testing::internal::CaptureStdout();
-    int result = tiny.start(work);
+    EXPECT_EQ(tiny.start(work), EINVAL);
     fflush(stdout);
-    std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(result, EINVAL);
-    EXPECT_EQ(printed, "Invalid stacksize 1 specified for thread 'tiny': " + std::to_string(EINVAL) + "\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Invalid stacksize 1 specified for thread 'tiny': " + std::to_string(EINVAL) + "\n");
     EXPECT_FALSE(tiny.join());
     EXPECT_TRUE(ran);
 }
@@ -279,9 +260,7 @@ extern "C" void onTestSignal(int) {}
 TEST(ThreadTest, SleepLastsTheFullTimeDespiteSignals) {
     struct sigaction action = {};
     struct sigaction previous = {};
-    action.sa_handler = onTestSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = 0;  // no SA_RESTART: nanosleep really is interrupted
+    action.sa_handler = onTestSignal;  // no SA_RESTART: nanosleep really is interrupted
     ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
 
     pthread_t sleeper = pthread_self();
@@ -289,18 +268,18 @@ TEST(ThreadTest, SleepLastsTheFullTimeDespiteSignals) {
     std::atomic<int> signalsSent{0};
     auto start = Clock::now();
     Worker interrupter([&] {
-        for (int i = 0; i < 200 && !done; ++i) {
+        for (int i = 0; i < 100 && !done; ++i) {
             pthread_kill(sleeper, SIGUSR1);
             ++signalsSent;
             ozk::Thread::sleep(15);
         }
     });
-    ozk::Thread::sleep(400);
+    ozk::Thread::sleep(200);
     long slept = elapsedMs(start);
     done = true;
     interrupter.join();
     sigaction(SIGUSR1, &previous, nullptr);
-    EXPECT_GE(slept, 400);
+    EXPECT_GE(slept, 200);
     EXPECT_GT(signalsSent, 1);
 }
 
