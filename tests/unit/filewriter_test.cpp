@@ -60,9 +60,9 @@ TEST_F(FileWriterTest, ChromeModePrefixesTheLengthInHostOrder) {
     m_writer.write(text);
     EXPECT_EQ(std::string("\x2c\x01\x00\x00", 4) + text, m_pipe.read(304, 2s));
 
-    EXPECT_TRUE(m_log.contains("[send] (len=2) {}"));
-    EXPECT_TRUE(m_log.contains("[send] (len=0) "));
-    EXPECT_TRUE(m_log.contains("[send] (len=300) xxx"));
+    for (const char* line : {"[send] (len=2) {}", "[send] (len=0) ", "[send] (len=300) xxx"}) {
+        EXPECT_TRUE(m_log.contains(line)) << line;
+    }
 }
 
 TEST_F(FileWriterTest, NewlineModeWritesOneLineWithoutLineFeedsOrTabs) {
@@ -122,7 +122,6 @@ TEST_F(FileWriterTest, AVanishedReaderIsLoggedWithTheSystemError) {
     m_writer.setWriteMode(FileWriter::WriteModeNewline);
     m_writer.write("{}");
     EXPECT_TRUE(m_log.contains("errno->" + code + " " + text));
-
     sigaction(SIGPIPE, &previous, nullptr);
 }
 
@@ -206,7 +205,6 @@ TEST_F(StdoutHandlerTest, TasksThatAreNotTextsAreLoggedAndSkipped) {
 TEST_F(StdoutHandlerTest, WithoutLogEveryTaskIsDropped) {
     m_spHandler->setLog(nullptr);
     ASSERT_EQ(0, m_spHandler->start());
-    m_started = true;
     std::weak_ptr<ITask> wpTask;
     {
         auto spTask = textTask("dropped");
@@ -214,14 +212,13 @@ TEST_F(StdoutHandlerTest, WithoutLogEveryTaskIsDropped) {
         m_spQueue->push(spTask);
     }
     // The handler has taken it once nobody holds it any more.
-    auto deadline = std::chrono::steady_clock::now() + 5s;
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
     while (!wpTask.expired() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(2ms);
     }
     ASSERT_TRUE(wpTask.expired());
     m_spHandler->stop();
     EXPECT_FALSE(m_spHandler->join());
-    m_started = false;
     m_pipe.closeWrite();
     EXPECT_EQ("", m_pipe.readToEnd(2s));
 }
