@@ -24,10 +24,7 @@ std::string json(const Ptree& tree) {
     std::ostringstream out;
     boost::property_tree::write_json(out, tree, false);
     std::string text = JSONHack::postprocessJSON(out.str());
-    if (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
-    return text;
+    return text.substr(0, text.find_last_not_of('\n') + 1);
 }
 
 // Arrays and bare values cannot be a JSON root; wrap them as a member.
@@ -120,33 +117,25 @@ TEST(CallSerialiserTest, ExistingCallWithEverything) {
               "\"translatedNumber\":\"+13003\",\"uri\":\"sip:3003@pbx.example\"}]}");
 }
 
-TEST(CallSerialiserTest, ExistingCallWithoutExtrasKeepsEmptyContainersTyped) {
+TEST(CallSerialiserTest, ExistingCallWithoutExtrasKeepsEmptyContainersTypedAndWordsUntouched) {
     auto call = connectedCall();
     // A name without a line must not leak into the local participant.
     call->setName("Jane");
     call->setNumber("1001");
-
-    const std::string text = json(ZepCallInfoPtree::toPtree(call, 4));
-    EXPECT_EQ(text,
+    // The missing-call keys (maxParticipants, videoOffered) belong to the missing form only.
+    EXPECT_EQ(json(ZepCallInfoPtree::toPtree(call, 4)),
               "{\"callId\":4,\"callEvent\":\"evOther\",\"lineId\":-1,\"mediaState\":\"NotStarted\","
               "\"exists\":true,\"audioMuted\":true,\"videoMuted\":false,\"callState\":\"Connected\","
               "\"numericState\":5,\"callType\":\"Outgoing\",\"isConference\":false,\"capabilities\":{},"
               "\"localParticipant\":{\"name\":\"\",\"directoryNumber\":\"\",\"externalNumber\":\"\"},"
               "\"participants\":[]}");
-    // The missing-call keys belong to the missing form only.
-    EXPECT_EQ(text.find("maxParticipants"), std::string::npos);
-    EXPECT_EQ(text.find("videoOffered"), std::string::npos);
-}
 
-TEST(CallSerialiserTest, FrameworkWordsPassThroughUntouched) {
-    auto call = connectedCall();
+    // A dotted capability stays one member; U+00E9 reaches the page as its one Latin-1 byte.
     call->setCapabilitySet({"video.hd", "a b", "Z"});
-    call->setCallState("Ringing\xC3\xA9");  // U+00E9 reaches the page as its one Latin-1 byte
-
-    // A dotted capability stays one member instead of a nested object.
+    call->setCallState("Ringing\xC3\xA9");
     const std::string text = json(ZepCallInfoPtree::toPtree(call, 1));
-    EXPECT_NE(text.find("\"capabilities\":{\"Z\":true,\"a b\":true,\"video.hd\":true}"), std::string::npos);
-    EXPECT_NE(text.find("\"callState\":\"Ringing\xE9\""), std::string::npos);
+    EXPECT_NE(text.find("\"capabilities\":{\"Z\":true,\"a b\":true,\"video.hd\":true}"), std::string::npos) << text;
+    EXPECT_NE(text.find("\"callState\":\"Ringing\xE9\""), std::string::npos) << text;
 }
 
 // --- current device and line ---
@@ -174,37 +163,30 @@ TEST(DeviceSerialiserTest, DeviceWithActiveLineListsItUnderItsNumber) {
     auto dotted = device(true);
     dotted->setLineNumber("1001.5");
     fake.setDeviceAndPhoneInfoOut(dotted);
-    const Ptree tree = ZepDeviceAndPhoneInfoPtree::toPtree(&fake);
-    const Ptree& lines = tree.get_child("lines");
+    const Ptree lines = ZepDeviceAndPhoneInfoPtree::toPtree(&fake).get_child("lines");
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines.begin()->first, "1001.5");
-}
-
-TEST(DeviceSerialiserTest, DeviceWithoutActiveLineHasEmptyLinesAndLineDNs) {
-    FakeZepWrapper fake;
-    auto d = device(false);
-    d->setLineNumber("9999");  // ignored without an active line
-    fake.setDeviceAndPhoneInfoOut(d);
-    const std::string text = json(ZepDeviceAndPhoneInfoPtree::toPtree(&fake));
-    EXPECT_NE(text.find("\"lineDNs\":[],"), std::string::npos) << text;
-    EXPECT_NE(text.find(",\"exists\":true,\"lines\":{}}"), std::string::npos) << text;
-    EXPECT_EQ(text.find("9999"), std::string::npos) << text;
 }
 
 TEST(DeviceSerialiserTest, LineInfoAloneInItsThreeForms) {
     FakeZepWrapper fake;
     Ptree none = ZepDeviceAndPhoneInfoPtree::fromLineInfo(&fake);
-    EXPECT_TRUE(none.empty());
-    EXPECT_TRUE(none.data().empty());
+    EXPECT_TRUE(none.empty() && none.data().empty());
 
     fake.setDeviceAndPhoneInfoOut(device(true));
     EXPECT_EQ(json(ZepDeviceAndPhoneInfoPtree::fromLineInfo(&fake)),
               "{\"capabilities\":\"\",\"directoryNumber\":\"1001\",\"name\":\"Jane \\u03A9\",\"exists\":true}");
 
-    fake.setDeviceAndPhoneInfoOut(device(false));
+    auto inactive = device(false);
+    inactive->setLineNumber("9999");  // ignored without an active line
+    fake.setDeviceAndPhoneInfoOut(inactive);
     EXPECT_EQ(json(ZepDeviceAndPhoneInfoPtree::fromLineInfo(&fake)),
               "{\"capabilities\":\"\",\"directoryNumber\":\"\",\"externalNumber\":\"\",\"name\":\"\","
               "\"label\":\"\",\"exists\":false,\"registered\":false}");
+    const std::string text = json(ZepDeviceAndPhoneInfoPtree::toPtree(&fake));
+    EXPECT_NE(text.find("\"lineDNs\":[],"), std::string::npos) << text;
+    EXPECT_NE(text.find(",\"exists\":true,\"lines\":{}}"), std::string::npos) << text;
+    EXPECT_EQ(text.find("9999"), std::string::npos) << text;
 }
 
 // --- phone list ---
@@ -235,5 +217,4 @@ TEST(WindowStateSerialiserTest, FieldsInOrderWithTypes) {
     EXPECT_EQ(json(ExternalWindowStateToPtree::toPtree(state)),
               "{\"callId\":9,\"showing\":true,\"selfViewPip\":false,\"alwaysOnTop\":false,\"preview\":false,"
               "\"title\":\"Call with \\u03A9\",\"docking\":true,\"controlsEnabled\":false}");
-
 }
