@@ -133,28 +133,24 @@ TEST_F(ObserversTest, CallStateEventsAndTheirNeedOfTheFramework) {
 
 // Callbacks of every observer, with no sink handed over yet.
 TEST_F(ObserversTest, WithoutASinkEveryCallbackIsDroppedWithALogLine) {
-    auto callState = std::make_shared<ZepWCallStateObserverImpl>();
-    auto connection = std::make_shared<ZepWConnectionObserverImpl>();
-    auto startup = std::make_shared<ZepWStartupObserverImpl>();
-    auto login = std::make_shared<ZepWLoginObserverImpl>();
-    auto certificate = std::make_shared<ZepWCertificateObserverImpl>();
-    auto media = std::make_shared<ZepWMediaDeviceObserverImpl>();
-    auto window = std::make_shared<ZepWExternalWindowObserverImpl>();
     auto registry = std::make_shared<TaskRegistry>();
-    registry->registerTaskFactory("mute", std::make_shared<CommandFactory>("mute"), true);
-    registry->registerTaskFactory("hideExternalWindow", std::make_shared<CommandFactory>("hideExternalWindow"), true);
-    for (ManagedEventObserverBase* base : std::vector<ManagedEventObserverBase*>{
-             callState.get(), connection.get(), startup.get(), login.get(), certificate.get(), media.get(),
-             window.get()}) {
-        base->setLog(&log);
-        base->setZepW(&fake);
-        base->setTaskRegistry(registry);
+    for (const char* name : {"mute", "hideExternalWindow"}) {
+        registry->registerTaskFactory(name, std::make_shared<CommandFactory>(name), true);
     }
-    {
-        // A sink that went away counts as none.
-        auto gone = std::make_shared<CapturingSink>();
-        connection->setTaskSink(gone);
-    }
+    auto unsunk = [&](auto observer) {
+        observer->setLog(&log);
+        observer->setZepW(&fake);
+        observer->setTaskRegistry(registry);
+        return observer;
+    };
+    auto callState = unsunk(std::make_shared<ZepWCallStateObserverImpl>());
+    auto connection = unsunk(std::make_shared<ZepWConnectionObserverImpl>());
+    auto startup = unsunk(std::make_shared<ZepWStartupObserverImpl>());
+    auto login = unsunk(std::make_shared<ZepWLoginObserverImpl>());
+    auto certificate = unsunk(std::make_shared<ZepWCertificateObserverImpl>());
+    auto media = unsunk(std::make_shared<ZepWMediaDeviceObserverImpl>());
+    auto window = unsunk(std::make_shared<ZepWExternalWindowObserverImpl>());
+    connection->setTaskSink(std::make_shared<CapturingSink>());  // a sink that went away counts as none
 
     // One callback of each shape: framework read, plain text, object content, none, and window presses.
     callState->onCallStateChange("evIdle", nullptr, 1);
@@ -267,8 +263,6 @@ TEST_F(ObserversTest, InvalidCertificateEvent) {
 
 // --- the external window ---
 
-// --- media devices and the external window ---
-
 TEST_F(ObserversTest, WindowStateEvent) {
     auto observer = wired<ZepWExternalWindowObserverImpl>();
     auto state = std::make_shared<ExternalWindowState>();
@@ -337,12 +331,11 @@ TEST_F(WindowPressTest, EveryButtonBecomesItsCommandAsAPageWouldSendIt) {
     int32_t callId = 0;
     bool audio = false;
     bool video = true;
-    EXPECT_EQ(TaskParamUtil::removeCallId("callId", content, true, callId, nullptr), 0);
-    EXPECT_EQ(TaskParamUtil::removeBool("muteAudio", content, true, audio, nullptr), 0);
-    EXPECT_EQ(TaskParamUtil::removeBool("muteVideo", content, true, video, nullptr), 0);
-    EXPECT_EQ(callId, 7);
-    EXPECT_TRUE(audio);
-    EXPECT_FALSE(video);
+    EXPECT_EQ(TaskParamUtil::removeCallId("callId", content, true, callId, nullptr) +
+                  TaskParamUtil::removeBool("muteAudio", content, true, audio, nullptr) +
+                  TaskParamUtil::removeBool("muteVideo", content, true, video, nullptr),
+              0);
+    EXPECT_TRUE(callId == 7 && audio && !video);
 
     spObserver->onExternalWindowUnmute(3, false, true);
     EXPECT_EQ(takeCommand("unmute"), "callId=3 unmuteAudio=false unmuteVideo=true ");
