@@ -20,17 +20,77 @@ namespace test {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 // The descriptor number Xvfb writes its display number to.
 const int kChildDisplayFd = 9;
 
+// Runs args with descriptor childFd (and, when quiet, nothing else) on a pipe
+// whose read end lands in readFd; -1 when it could not start.
+pid_t spawn(std::vector<std::string> args, int childFd, bool quiet, int& readFd) {
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) {
+        return -1;
+    }
+    if (fds[1] == childFd) {  // dup2 onto itself would keep close-on-exec
+        const int moved = fcntl(fds[1], F_DUPFD_CLOEXEC, childFd + 1);
+        close(fds[1]);
+        fds[1] = moved;
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (int fd = 0; quiet && fd <= 2; ++fd) {
+        posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", O_RDWR, 0);
+    }
+    posix_spawn_file_actions_adddup2(&actions, fds[1], childFd);
+    std::vector<char*> argv;
+    for (std::string& a : args) {
+        argv.push_back(&a[0]);
+    }
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (rc != 0) {
+        close(fds[0]);
+        return -1;
+    }
+    readFd = fds[0];
+    return pid;
+}
+
+// Reads fd into out until end of file (true), a line feed when untilLine
+// (true), or the deadline (false); closes fd.
+bool readUntil(int fd, std::string& out, Clock::time_point deadline, bool untilLine) {
+    bool done = false;
+    while (!done && Clock::now() < deadline) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd pfd = {fd, POLLIN, 0};
+        if (poll(&pfd, 1, static_cast<int>(left.count()) + 1) <= 0) {
+            continue;  // EINTR or time up: the deadline check decides
+        }
+        char buf[512];
+        const ssize_t n = read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        done = n <= 0;
+        out.append(buf, n > 0 ? static_cast<size_t>(n) : 0);
+        done = done || (untilLine && out.find('\n') != std::string::npos);
+    }
+    close(fd);
+    return done;
+}
+
 bool waitExited(pid_t pid, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    const auto deadline = Clock::now() + timeout;
     for (;;) {
         const pid_t r = waitpid(pid, nullptr, WNOHANG);
         if (r == pid || (r < 0 && errno == ECHILD)) {
             return true;
         }
-        if (std::chrono::steady_clock::now() >= deadline) {
+        if (Clock::now() >= deadline) {
             return false;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -47,85 +107,23 @@ bool Xvfb::start(std::chrono::milliseconds timeout) {
     if (running()) {
         return true;
     }
-    m_error.clear();
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) {
-        m_error = std::string("pipe: ") + std::strerror(errno);
+    int fd = -1;
+    m_pid = spawn({"Xvfb", "-displayfd", std::to_string(kChildDisplayFd), "-noreset", "-nolisten", "tcp", "-screen",
+                   "0", "1024x768x24"},
+                  kChildDisplayFd, true, fd);
+    if (m_pid < 0) {
+        m_error = "cannot start Xvfb (is it installed?)";
         return false;
     }
-    // Everything the child needs is prepared before fork: only
-    // async-signal-safe calls may follow it in a threaded process.
-    std::vector<std::string> args = {"Xvfb",         "-displayfd", std::to_string(kChildDisplayFd),
-                                     "-noreset",     "-nolisten",  "tcp",
-                                     "-screen",      "0",          "1024x768x24"};
-    std::vector<char*> argv;
-    for (std::string& a : args) {
-        argv.push_back(&a[0]);
-    }
-    argv.push_back(nullptr);
-
-    const pid_t pid = fork();
-    if (pid < 0) {
-        m_error = std::string("fork: ") + std::strerror(errno);
-        close(fds[0]);
-        close(fds[1]);
-        return false;
-    }
-    if (pid == 0) {
-        const int devnull = open("/dev/null", O_RDWR);
-        if (devnull >= 0) {
-            dup2(devnull, 0);
-            dup2(devnull, 1);
-            dup2(devnull, 2);
-        }
-        if (fds[1] == kChildDisplayFd) {
-            fcntl(fds[1], F_SETFD, 0);
-        } else {
-            dup2(fds[1], kChildDisplayFd);  // dup2 clears close-on-exec
-        }
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
-    close(fds[1]);
-    m_pid = pid;
-
     std::string number;
-    bool ready = false;
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!ready) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-            m_error = "Xvfb not ready in time";
-            break;
-        }
-        pollfd pfd = {fds[0], POLLIN, 0};
-        const int r = poll(&pfd, 1, static_cast<int>(left.count()));
-        if (r < 0 && errno == EINTR) {
-            continue;
-        }
-        if (r <= 0) {
-            continue;  // the deadline check ends the loop
-        }
-        char buf[32];
-        const ssize_t n = read(fds[0], buf, sizeof buf);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            m_error = "Xvfb exited before it was ready (is it installed?)";
-            break;
-        }
-        number.append(buf, static_cast<size_t>(n));
-        ready = number.find('\n') != std::string::npos;
-    }
-    close(fds[0]);
-    if (!ready) {
+    readUntil(fd, number, Clock::now() + timeout, true);
+    if (number.find('\n') == std::string::npos) {
+        m_error = "Xvfb not ready in time, or it exited first (is it installed?)";
         stop();
         return false;
     }
-    number.erase(number.find('\n'));
-    m_display = ":" + number;
+    m_display = ":" + number.substr(0, number.find('\n'));
+    m_error.clear();
     return true;
 }
 
@@ -151,61 +149,19 @@ void Xvfb::exportEnvironment() const {
 
 Xvfb::CommandResult Xvfb::runCommand(const std::vector<std::string>& args, std::chrono::milliseconds timeout) {
     CommandResult result;
-    if (args.empty()) {
+    int fd = -1;
+    const pid_t pid = args.empty() ? -1 : spawn(args, 1, false, fd);
+    if (pid < 0) {
         return result;
     }
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) {
-        return result;
-    }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
-    std::vector<std::string> copy = args;
-    std::vector<char*> argv;
-    for (std::string& a : copy) {
-        argv.push_back(&a[0]);
-    }
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    if (rc != 0) {
-        close(fds[0]);
-        return result;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    bool timedOut = false;
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-            timedOut = true;
-            break;
-        }
-        pollfd pfd = {fds[0], POLLIN, 0};
-        if (poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
-            continue;  // EINTR or time up: the deadline check decides
-        }
-        char buf[512];
-        const ssize_t n = read(fds[0], buf, sizeof buf);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            break;
-        }
-        result.out.append(buf, static_cast<size_t>(n));
-    }
-    close(fds[0]);
-    if (timedOut) {
+    const bool finished = readUntil(fd, result.out, Clock::now() + timeout, false);
+    if (!finished) {
         kill(pid, SIGKILL);
     }
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    result.status = (!timedOut && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
+    result.status = (finished && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
     return result;
 }
 
@@ -214,13 +170,10 @@ std::string Xvfb::waitForWindow(const std::string& title, std::chrono::milliseco
     // "Allow ...?" must match literally.
     std::string pattern;
     for (char c : title) {
-        if (std::strchr("\\^$.|?*+()[]{}", c) != nullptr) {
-            pattern += '\\';
-        }
-        pattern += c;
+        pattern += std::strchr("\\^$.|?*+()[]{}", c) != nullptr ? std::string("\\") + c : std::string(1, c);
     }
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (std::chrono::steady_clock::now() < deadline) {
+    const auto deadline = Clock::now() + timeout;
+    while (Clock::now() < deadline) {
         const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + pattern + "$"});
         if (r.status == 0 && !r.out.empty()) {
             return r.out.substr(0, r.out.find('\n'));
