@@ -79,21 +79,21 @@ HostProcess::HostProcess(const Options& options) : m_options(options) {
     if (options.chrome) {
         args.push_back("chrome-extension://pelatestextension/");
     }
-    for (const auto& a : options.extraArgs) {
-        args.push_back(a);
-    }
+    args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
 
     int in[2];
     int out[2];
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
         throw std::runtime_error("pipe failed");
     }
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    std::vector<char*> envp;
-    for (auto& e : env) envp.push_back(const_cast<char*>(e.c_str()));
-    envp.push_back(nullptr);
+    auto pointers = [](std::vector<std::string>& v) {
+        std::vector<char*> p;
+        for (auto& s : v) p.push_back(&s[0]);
+        p.push_back(nullptr);
+        return p;
+    };
+    std::vector<char*> argv = pointers(args);
+    std::vector<char*> envp = pointers(env);
 
     m_pid = fork();
     if (m_pid < 0) {
@@ -133,13 +133,8 @@ void HostProcess::sendRaw(const std::string& bytes) {
 }
 
 void HostProcess::send(const std::string& text) {
-    if (m_options.chrome) {
-        uint32_t length = static_cast<uint32_t>(text.size());
-        std::string frame(reinterpret_cast<const char*>(&length), 4);
-        sendRaw(frame + text);
-    } else {
-        sendRaw(text + "\n");
-    }
+    const uint32_t length = static_cast<uint32_t>(text.size());
+    sendRaw(m_options.chrome ? std::string(reinterpret_cast<const char*>(&length), 4) + text : text + "\n");
 }
 
 bool HostProcess::fill(std::chrono::steady_clock::time_point deadline) {
@@ -240,23 +235,14 @@ int HostProcess::waitExit(std::chrono::milliseconds timeout) {
 
 std::string HostProcess::logPath() const { return m_home.path() + "/state/Marlin Web SDK/softphone.log"; }
 
-std::string HostProcess::logText() const {
-    std::ifstream in(logPath());
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+std::string HostProcess::logText() const { return readFile(logPath()); }
 
 std::string request(const std::string& clientId, const std::string& hostname, const std::string& name,
                     const std::string& messageId, const std::string& contentJson) {
-    std::string text = "{\"norvaChannelMessage\":{\"client\":{\"id\":\"" + clientId +
-                       "\",\"url\":\"https://" + hostname + "/app\",\"hostname\":\"" + hostname +
-                       "\",\"name\":\"test page\",\"type\":\"Chrome\"},\"norvaSDKClientMessage\":{\"name\":\"" + name +
-                       "\",\"messageId\":\"" + messageId + "\"";
-    if (!contentJson.empty()) {
-        text += ",\"content\":" + contentJson;
-    }
-    return text + "}}}";
+    return "{\"norvaChannelMessage\":{\"client\":{\"id\":\"" + clientId + "\",\"url\":\"https://" + hostname +
+           "/app\",\"hostname\":\"" + hostname + "\",\"name\":\"test page\",\"type\":\"Chrome\"}," +
+           "\"norvaSDKClientMessage\":{\"name\":\"" + name + "\",\"messageId\":\"" + messageId + "\"" +
+           (contentJson.empty() ? "" : ",\"content\":" + contentJson) + "}}}";
 }
 
 std::string disconnect(const std::string& clientId) {
@@ -273,10 +259,6 @@ boost::property_tree::ptree parseJson(const std::string& text) {
 std::string serverField(const boost::property_tree::ptree& message, const std::string& key) {
     return message.get<std::string>("norvaChannelMessage.norvaSDKServerMessage." + key, "");
 }
-
-}  // namespace pelatest
-
-namespace pelatest {
 
 bool isReplyTo(const boost::property_tree::ptree& message, const std::string& messageId) {
     return serverField(message, "replyToMessageId") == messageId;
