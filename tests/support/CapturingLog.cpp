@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 
@@ -38,13 +39,8 @@ void installHookOnce() {
 }
 
 std::string withoutPrefix(const std::string& text) {
-    if (!text.empty() && text[0] == '[') {
-        size_t end = text.find("] ");
-        if (end != std::string::npos) {
-            return text.substr(end + 2);
-        }
-    }
-    return text;
+    const size_t end = text.find("] ");
+    return !text.empty() && text[0] == '[' && end != std::string::npos ? text.substr(end + 2) : text;
 }
 
 }  // namespace
@@ -101,23 +97,15 @@ size_t CapturingLog::count(const std::string& needle) const {
 }
 
 size_t CapturingLog::countLocked(const std::string& needle) const {
-    size_t n = 0;
-    for (const auto& record : m_records) {
-        if (record.text.find(needle) != std::string::npos) {
-            ++n;
-        }
-    }
-    return n;
+    return std::count_if(m_records.begin(), m_records.end(),
+                         [&](const LogRecord& r) { return r.text.find(needle) != std::string::npos; });
 }
 
 size_t CapturingLog::indexOf(const std::string& needle) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    for (size_t i = 0; i < m_records.size(); ++i) {
-        if (m_records[i].text.find(needle) != std::string::npos) {
-            return i;
-        }
-    }
-    return std::string::npos;
+    auto it = std::find_if(m_records.begin(), m_records.end(),
+                           [&](const LogRecord& r) { return r.text.find(needle) != std::string::npos; });
+    return it == m_records.end() ? std::string::npos : static_cast<size_t>(it - m_records.begin());
 }
 
 bool CapturingLog::waitFor(const std::string& needle, std::chrono::milliseconds timeout, size_t times) const {

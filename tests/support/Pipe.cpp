@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <stdexcept>
@@ -53,24 +54,26 @@ void Pipe::write(const std::string& bytes) {
     }
 }
 
-void Pipe::closeWrite() {
-    if (m_pWrite != nullptr) {
-        fclose(m_pWrite);
-    } else if (m_writeFd >= 0) {
-        close(m_writeFd);
+namespace {
+
+void closeEnd(FILE*& stream, int& fd) {
+    if (stream != nullptr) {
+        fclose(stream);
+    } else if (fd >= 0) {
+        close(fd);
     }
-    m_pWrite = nullptr;
-    m_writeFd = -1;
+    stream = nullptr;
+    fd = -1;
+}
+
+}  // namespace
+
+void Pipe::closeWrite() {
+    closeEnd(m_pWrite, m_writeFd);
 }
 
 void Pipe::closeRead() {
-    if (m_pRead != nullptr) {
-        fclose(m_pRead);
-    } else if (m_readFd >= 0) {
-        close(m_readFd);
-    }
-    m_pRead = nullptr;
-    m_readFd = -1;
+    closeEnd(m_pRead, m_readFd);
 }
 
 std::string Pipe::read(size_t count, std::chrono::milliseconds timeout) {
@@ -90,8 +93,7 @@ std::string Pipe::read(size_t count, std::chrono::milliseconds timeout) {
             break;
         }
         char buffer[4096];
-        size_t want = count - out.size() < sizeof(buffer) ? count - out.size() : sizeof(buffer);
-        ssize_t n = ::read(m_readFd, buffer, want);
+        ssize_t n = ::read(m_readFd, buffer, std::min(count - out.size(), sizeof(buffer)));
         if (n < 0 && errno == EINTR) {
             continue;
         }
