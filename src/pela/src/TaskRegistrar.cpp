@@ -2,6 +2,21 @@
 
 #include "ITaskFactory.h"
 #include "TaskRegistry.h"
+#include "tasks/AnswerTask.h"
+#include "tasks/CancelTransferTask.h"
+#include "tasks/CompleteTransferTask.h"
+#include "tasks/EndCallTask.h"
+#include "tasks/GetCallsTask.h"
+#include "tasks/HoldTask.h"
+#include "tasks/IDivertTask.h"
+#include "tasks/JoinCallTask.h"
+#include "tasks/MuteTask.h"
+#include "tasks/OriginateTask.h"
+#include "tasks/ResumeTask.h"
+#include "tasks/SendDTMFTask.h"
+#include "tasks/SetVideoDirectionTask.h"
+#include "tasks/TransferCallTask.h"
+#include "tasks/UnmuteTask.h"
 #include "tasks/ConfigureTask.h"
 #include "tasks/ConnectTask.h"
 #include "tasks/EncryptPboxPasswordTask.h"
@@ -118,6 +133,21 @@ std::shared_ptr<ITaskFactory> factoryFor(const std::string& taskClass) {
     if (taskClass == "SetUserProfileEmailAddressTask") return std::make_shared<TaskFactoryImpl<SetUserProfileEmailAddressTask>>();
     if (taskClass == "StartSignInTask") return std::make_shared<TaskFactoryImpl<StartSignInTask>>();
     if (taskClass == "SwitchModeTask") return std::make_shared<TaskFactoryImpl<SwitchModeTask>>();
+    if (taskClass == "AnswerTask") return std::make_shared<TaskFactoryImpl<AnswerTask>>();
+    if (taskClass == "CancelTransferTask") return std::make_shared<TaskFactoryImpl<CancelTransferTask>>();
+    if (taskClass == "CompleteTransferTask") return std::make_shared<TaskFactoryImpl<CompleteTransferTask>>();
+    if (taskClass == "EndCallTask") return std::make_shared<TaskFactoryImpl<EndCallTask>>();
+    if (taskClass == "GetCallsTask") return std::make_shared<TaskFactoryImpl<GetCallsTask>>();
+    if (taskClass == "HoldTask") return std::make_shared<TaskFactoryImpl<HoldTask>>();
+    if (taskClass == "IDivertTask") return std::make_shared<TaskFactoryImpl<IDivertTask>>();
+    if (taskClass == "JoinCallTask") return std::make_shared<TaskFactoryImpl<JoinCallTask>>();
+    if (taskClass == "MuteTask") return std::make_shared<TaskFactoryImpl<MuteTask>>();
+    if (taskClass == "OriginateTask") return std::make_shared<TaskFactoryImpl<OriginateTask>>();
+    if (taskClass == "ResumeTask") return std::make_shared<TaskFactoryImpl<ResumeTask>>();
+    if (taskClass == "SendDTMFTask") return std::make_shared<TaskFactoryImpl<SendDTMFTask>>();
+    if (taskClass == "SetVideoDirectionTask") return std::make_shared<TaskFactoryImpl<SetVideoDirectionTask>>();
+    if (taskClass == "TransferCallTask") return std::make_shared<TaskFactoryImpl<TransferCallTask>>();
+    if (taskClass == "UnmuteTask") return std::make_shared<TaskFactoryImpl<UnmuteTask>>();
     return std::make_shared<NotAvailableTaskFactory>(taskClass);
 }
 

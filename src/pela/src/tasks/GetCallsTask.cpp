@@ -1,0 +1,41 @@
+#include "GetCallsTask.h"
+
+#include <zepwrapper/ZepWrapperAPI.h>
+
+#include <vector>
+
+#include "ApiReturnCode.h"
+#include "JSONHack.h"
+#include "ZepCallInfoPtree.h"
+
+namespace tessel {
+
+static const char* const kSrc = "src/pela/src/tasks/GetCallsTask";
+
+// The content is not read: whatever the page sends, it gets the list.
+GetCallsTask::GetCallsTask()
+    : CallTaskBase({kSrc, "GetCallsTask", "GetCallsTask::execute", false, ApiReturnCodeEnum::eOperationFailed, false}) {
+}
+
+int GetCallsTask::perform(Params& params, ZepWrapperAPI& zep, std::shared_ptr<Ptree>& spReplyContent) {
+    std::vector<int> callIds;
+    int code = zep.getCalls(callIds);
+    if (code != ApiReturnCodeEnum::eNoError) {
+        return code;
+    }
+    Ptree calls;
+    for (int callId : callIds) {
+        // A call that ended since the list was taken comes back empty and is shown as not existing.
+        std::shared_ptr<ZepCallInfo> spCall;
+        zep.getCallInfo(callId, spCall);
+        calls.push_back(Ptree::value_type("", ZepCallInfoPtree::toPtree(spCall, callId)));
+    }
+    if (calls.empty()) {
+        calls.put_value(JSONHack::getEmptyArray());
+    }
+    spReplyContent = std::make_shared<Ptree>();
+    spReplyContent->add_child("calls", calls);
+    return ApiReturnCodeEnum::eNoError;
+}
+
+}  // namespace tessel
