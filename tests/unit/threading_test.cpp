@@ -1,4 +1,4 @@
-// The threading layer: events, mutexes, conditions and threads on pthreads.
+// The threading layer: events (and the condition under them), mutexes and threads on pthreads.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -16,7 +16,6 @@
 #include <string>
 #include <vector>
 
-#include "Condition.h"
 #include "Event.h"
 #include "Mutex.h"
 #include "ScopedLock.h"
@@ -149,35 +148,6 @@ TEST(MutexTest, RecursiveExclusiveAndScopedLockUnlocksOnce) {
     Worker first(count), second(count), third(count);
     EXPECT_FALSE(first.join() || second.join() || third.join());
     EXPECT_EQ(counter, 3 * 20000);
-}
-
-TEST(ConditionTest, TimedWaitTimesOutOrIsSignalled) {
-    ozk::Mutex mutex;
-    ozk::Condition condition;
-    {
-        ozk::ScopedLock lock(mutex);
-        auto start = Clock::now();
-        EXPECT_EQ(condition.timedWait(mutex, 50), ETIMEDOUT);
-        EXPECT_GE(elapsedMs(start), 50);
-        EXPECT_EQ(condition.timedWait(mutex, 0), ETIMEDOUT);
-    }
-
-    bool ready = false;
-    ozk::ScopedLock lock(mutex);
-    Worker signaller([&] {
-        ozk::Thread::sleep(20);
-        ozk::ScopedLock lock(mutex);
-        ready = true;
-        condition.signal();
-    });
-    int result = 0;
-    while (!ready && result == 0) {
-        result = condition.timedWait(mutex, 10000);
-    }
-    EXPECT_EQ(result, 0);
-    EXPECT_TRUE(ready);
-    lock.unlock();
-    EXPECT_FALSE(signaller.join());
 }
 
 TEST(ThreadTest, StartJoinAndSystemName) {
