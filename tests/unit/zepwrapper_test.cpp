@@ -29,7 +29,6 @@
 
 namespace {
 
-const int kNotSupported = 16;
 const int kMaxPumps = 500;
 
 // --- observers ---------------------------------------------------------------
@@ -383,21 +382,20 @@ TEST_F(ZepWrapperTest, EngineWritesNothingToTheConsoleAndWarnsThroughOurLog) {
 
 // --- operations not served yet ------------------------------------------------------
 
-TEST_F(ZepWrapperTest, OperationsNotServedAnswerNotSupported) {
+TEST_F(ZepWrapperTest, CallOperationsWithoutSignInAreRefused) {
     pZep->start();
     ASSERT_TRUE(pZep->isStarted());
 
-    int callId = -1;
-    std::vector<int> callIds;
+    int callId = -100;
+    EXPECT_EQ(pZep->originate("sip:1000@127.0.0.1", callId, "Inactive", 0), 11) << "nobody signed in: eInvalidState";
+    EXPECT_EQ(callId, -100);
     auto spCall = std::make_shared<ZepCallInfo>();
-    const std::vector<std::function<int()>> operations = {
-        [&] { return pZep->originate("sip:1000@127.0.0.1", callId, "SendRecv", 0); },
-        [&] { return pZep->getCalls(callIds); },
-        [&] { return pZep->getCallInfo(1, spCall); },
-    };
-    for (size_t i = 0; i < operations.size(); ++i) EXPECT_EQ(operations[i](), kNotSupported) << "operation #" << i;
-
+    EXPECT_EQ(pZep->getCallInfo(1, spCall), 1) << "unknown call: eInvalidCallId";
     EXPECT_EQ(spCall, nullptr) << "an unknown call comes back empty";
+    EXPECT_EQ(pZep->hold(1), 1);
+    std::vector<int> callIds{7};
+    EXPECT_EQ(pZep->getCalls(callIds), 0);
+    EXPECT_TRUE(callIds.empty());
     EXPECT_EQ(pZep->getDeviceAndPhoneInfo(), nullptr);
     EXPECT_TRUE(pZep->isStarted()) << "refusals leave the framework running";
 }

@@ -1,5 +1,12 @@
 #include "CallManager.h"
 
+#include <linphone/core.h>
+#include <linphone/factory.h>
+
+#include <regex>
+
+#include <zepwrapper/ZepCallStateObserver.h>
+
 #include "AccountManager.h"
 #include "ResultCodes.h"
 
@@ -9,54 +16,618 @@ namespace zep {
 static const char* const kSrc = "src/zepwrapper/src/CallManager";
 
 namespace {
-int notSupported(const char* operation) {
-    ZEP_LOG(OZKLogLevelNotice, kSrc, operation << ": not supported");
-    return kResultOperationNotSupported;
+// The engine needs this long between two RFC 4733 events of one call: one
+// event at a time, with its end packets.
+const std::chrono::milliseconds kDtmfSpacing(250);
+
+LinphoneMediaDirection engineDirection(VideoDirection d) {
+    switch (d) {
+        case VideoDirection::SendOnly: return LinphoneMediaDirectionSendOnly;
+        case VideoDirection::RecvOnly: return LinphoneMediaDirectionRecvOnly;
+        case VideoDirection::SendRecv: return LinphoneMediaDirectionSendRecv;
+        case VideoDirection::Inactive: break;
+    }
+    return LinphoneMediaDirectionInactive;
 }
+
+std::string text(const char* s) { return s ? s : ""; }
+
+bool talking(CallState s) { return s == CallState::Connected || s == CallState::RemHold; }
 }  // namespace
+
+struct CallManager::EngineCallbacks {
+    static CallManager* self(LinphoneCore* lc) {
+        LinphoneCoreCbs* cbs = linphone_core_get_current_callbacks(lc);
+        return cbs ? static_cast<CallManager*>(linphone_core_cbs_get_user_data(cbs)) : nullptr;
+    }
+    static void callState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState state, const char*) {
+        CallManager* manager = self(lc);
+        if (manager != nullptr) manager->handleState(call, state);
+    }
+    static void transferState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState state) {
+        CallManager* manager = self(lc);
+        if (manager != nullptr) manager->handleTransferState(call, state);
+    }
+};
 
 CallManager::CallManager(FrameworkContext context, const AccountManager& account)
     : m_context(context), m_account(account) {}
 
-CallManager::~CallManager() = default;
+CallManager::~CallManager() { onEngineStopping(); }
 
-void CallManager::onEngineStarted() {}
+void CallManager::onEngineStarted() {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return;
+    // Digits go in the media stream as RFC 4733 events, never as SIP INFO.
+    linphone_core_set_use_rfc2833_for_dtmf(core, TRUE);
+    linphone_core_set_use_info_for_dtmf(core, FALSE);
+    // Until sound devices are chosen the engine plays and records files;
+    // "[zep] play_file" / "record_file" name them (a tone for tests).
+    LinphoneConfig* config = linphone_core_get_config(core);
+    const std::string play = text(linphone_config_get_string(config, "zep", "play_file", ""));
+    const std::string record = text(linphone_config_get_string(config, "zep", "record_file", ""));
+    if (!play.empty()) linphone_core_set_play_file(core, play.c_str());
+    if (!record.empty()) linphone_core_set_record_file(core, record.c_str());
+    m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
+    linphone_core_cbs_set_user_data(m_pCbs, this);
+    linphone_core_cbs_set_call_state_changed(m_pCbs, &EngineCallbacks::callState);
+    linphone_core_cbs_set_transfer_state_changed(m_pCbs, &EngineCallbacks::transferState);
+    linphone_core_add_callbacks(core, m_pCbs);
+}
 
-void CallManager::onEngineStopping() {}
+void CallManager::onEngineStopping() {
+    LinphoneCore* core = m_context.engine.core();
+    if (m_pCbs != nullptr) {
+        if (core != nullptr) linphone_core_remove_callbacks(core, m_pCbs);
+        linphone_core_cbs_unref(m_pCbs);
+        m_pCbs = nullptr;
+    }
+    if (m_pConference != nullptr) {
+        linphone_conference_unref(m_pConference);
+        m_pConference = nullptr;
+    }
+    // The engine ends the calls as it stops; we no longer hear about them.
+    for (auto& item : m_calls) linphone_call_unref(item.second.call);
+    m_calls.clear();
+    m_dtmfPosted = false;
+}
 
-int CallManager::joinCalls(int, int) { return notSupported("joinCalls"); }
+// --- Ids and records -----------------------------------------------------------
 
-int CallManager::transferCall(int, const std::string&) { return notSupported("transferCall"); }
+CallManager::Entry* CallManager::find(int callId) {
+    auto it = m_calls.find(callId);
+    return it == m_calls.end() ? nullptr : &it->second;
+}
 
-int CallManager::originate(const std::string&, int&, const std::string&, uint64_t) { return notSupported("originate"); }
+int CallManager::idOf(LinphoneCall* call) const {
+    for (const auto& item : m_calls) {
+        if (item.second.call == call) return item.first;
+    }
+    return 0;
+}
 
-int CallManager::answer(int, const std::string&, uint64_t) { return notSupported("answer"); }
+int CallManager::adopt(LinphoneCall* call) {
+    const int id = m_nextId++;
+    Entry entry;
+    entry.call = linphone_call_ref(call);
+    entry.outgoing = linphone_call_get_dir(call) == LinphoneCallOutgoing;
+    const LinphoneCallParams* params = linphone_call_get_params(call);
+    if (params != nullptr && linphone_call_params_video_enabled(params)) {
+        switch (linphone_call_params_get_video_direction(params)) {
+            case LinphoneMediaDirectionSendOnly: entry.video = VideoDirection::SendOnly; break;
+            case LinphoneMediaDirectionRecvOnly: entry.video = VideoDirection::RecvOnly; break;
+            case LinphoneMediaDirectionSendRecv: entry.video = VideoDirection::SendRecv; break;
+            default: break;
+        }
+    }
+    m_calls.emplace(id, entry);
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << id << "] " << (entry.outgoing ? "outgoing" : "incoming"));
+    return id;
+}
 
-int CallManager::endCall(int) { return notSupported("endCall"); }
+void CallManager::release(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return;
+    endTransfer(callId);
+    linphone_call_unref(entry->call);
+    m_calls.erase(callId);
+    bool anyInConference = false;
+    for (const auto& item : m_calls) anyInConference |= item.second.conference;
+    if (!anyInConference && m_pConference != nullptr) {
+        linphone_conference_unref(m_pConference);
+        m_pConference = nullptr;
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] released");
+}
 
-int CallManager::mute(int, bool, bool) { return notSupported("mute"); }
+CallState CallManager::stateOf(const Entry& entry) const {
+    switch (linphone_call_get_state(entry.call)) {
+        case LinphoneCallStateIncomingReceived:
+        case LinphoneCallStatePushIncomingReceived:
+        case LinphoneCallStateIncomingEarlyMedia:
+            return CallState::RingIn;
+        case LinphoneCallStateOutgoingInit: return CallState::Dialing;
+        case LinphoneCallStateOutgoingProgress: return CallState::Proceeding;
+        case LinphoneCallStateOutgoingRinging:
+        case LinphoneCallStateOutgoingEarlyMedia:
+            return CallState::RingOut;
+        case LinphoneCallStateConnected:
+        case LinphoneCallStateStreamsRunning:
+            return CallState::Connected;
+        case LinphoneCallStatePaused: return CallState::Hold;
+        case LinphoneCallStatePausedByRemote: return CallState::RemHold;
+        case LinphoneCallStateError: return CallState::Reorder;
+        case LinphoneCallStateEnd:
+        case LinphoneCallStateReleased:
+            return CallState::Idle;
+        default:
+            // Pausing, resuming, updates, referred: on the way between two
+            // states a page knows; it keeps seeing the last one.
+            return entry.announced ? entry.reported : (entry.outgoing ? CallState::Dialing : CallState::RingIn);
+    }
+}
 
-int CallManager::unmute(int, bool, bool) { return notSupported("unmute"); }
+std::shared_ptr<ZepCallInfo> CallManager::snapshot(int, const Entry& entry) const {
+    auto info = std::make_shared<ZepCallInfo>();
+    info->setCallState(callStateName(entry.reported));
+    info->setCallStateNumeric(static_cast<int>(entry.reported));
+    info->setCallType(entry.outgoing ? kCallTypeOutgoing : kCallTypeIncoming);
+    info->setAudioMuted(entry.audioMuted);
+    info->setVideoMuted(entry.videoMuted);
+    info->setConference(entry.conference);
+    info->setVideoDirection(videoDirectionName(entry.video));
 
-int CallManager::hold(int) { return notSupported("hold"); }
+    CallSituation situation;
+    situation.state = entry.reported;
+    situation.audioMuted = entry.audioMuted;
+    situation.videoMuted = entry.videoMuted;
+    if (entry.transferPeer != 0) {
+        situation.inTransfer = true;
+        auto peer = m_calls.find(entry.transferPeer);
+        const Entry* consultation = entry.consultation ? &entry : (peer != m_calls.end() ? &peer->second : nullptr);
+        situation.consultationUp = consultation != nullptr && consultation->reported == CallState::Connected;
+    }
+    info->setCapabilitySet(capabilitiesFor(situation));
 
-int CallManager::resume(int) { return notSupported("resume"); }
+    // A conference call's other participants are everybody joined in it.
+    std::vector<std::shared_ptr<ZepParticipantInfo>> participants;
+    for (const auto& item : m_calls) {
+        const Entry& other = item.second;
+        if (&other != &entry && !(entry.conference && other.conference)) continue;
+        const LinphoneAddress* remote = linphone_call_get_remote_address(other.call);
+        if (remote == nullptr) continue;
+        auto p = std::make_shared<ZepParticipantInfo>();
+        p->setName(text(linphone_address_get_display_name(remote)));
+        p->setNumber(text(linphone_address_get_username(remote)));
+        p->setTranslatedNumber(p->getNumber());
+        char* uri = linphone_address_as_string_uri_only(remote);
+        p->setUri(text(uri));
+        bctbx_free(uri);
+        participants.push_back(p);
+    }
+    info->setOtherParticipants(participants);
 
-int CallManager::iDivert(int) { return notSupported("iDivert"); }
+    const std::string line = m_account.lineNumber();
+    info->setLine(!line.empty());
+    info->setNumber(line);
+    info->setName(line.empty() ? std::string() : line + "@" + m_account.sipDomain());
+    return info;
+}
 
-int CallManager::sendDTMF(int, const std::string&) { return notSupported("sendDTMF"); }
+void CallManager::announce(int callId, const std::string& event) {
+    const Entry* entry = find(callId);
+    if (entry == nullptr) return;
+    std::shared_ptr<ZepCallInfo> info = snapshot(callId, *entry);
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] " << info->getCallState() << " " << event);
+    // The record is taken now; observers get it from the pump, in order.
+    m_context.queue.post([this, callId, event, info] {
+        m_context.deliver<ZepCallStateObserver>(
+            "onCallStateChange", [&](ZepCallStateObserver& o) { o.onCallStateChange(event, info, callId); });
+    });
+}
 
-int CallManager::setVideoDirection(int, const std::string&) { return notSupported("setVideoDirection"); }
+void CallManager::announceTransfer(int callId) {
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] transfer changed");
+    m_context.queue.post([this, callId] {
+        m_context.deliver<ZepCallStateObserver>(
+            "onAttendedTransferStateChange", [&](ZepCallStateObserver& o) { o.onAttendedTransferStateChange(callId); });
+    });
+}
 
-int CallManager::completeTransferCall(int) { return notSupported("completeTransferCall"); }
+// --- Engine events ---------------------------------------------------------------
 
-int CallManager::cancelTransfer(int) { return notSupported("cancelTransfer"); }
+void CallManager::handleState(LinphoneCall* call, int engineState) {
+    int id = idOf(call);
+    if (id == 0) {
+        // Calls we never saw before end here without a word to the pages.
+        if (engineState == LinphoneCallStateReleased || engineState == LinphoneCallStateEnd ||
+            engineState == LinphoneCallStateError)
+            return;
+        id = adopt(call);
+    }
+    Entry& entry = m_calls[id];
+    const CallState next = stateOf(entry);
+    const CallState previous = entry.reported;
+    const bool changed = !entry.announced || next != previous;
+    if (changed) {
+        entry.reported = next;
+        entry.announced = true;
+        const char* event = CallEvent::kEnded;
+        switch (next) {
+            case CallState::Dialing: event = CallEvent::kDialing; break;
+            case CallState::Proceeding: event = CallEvent::kProceeding; break;
+            case CallState::RingOut: event = CallEvent::kRingOut; break;
+            case CallState::RingIn: event = CallEvent::kRingIn; break;
+            case CallState::Connected:
+                event = previous == CallState::Hold      ? CallEvent::kResumed
+                        : previous == CallState::RemHold ? CallEvent::kRemoteResumed
+                                                         : CallEvent::kConnected;
+                break;
+            case CallState::Hold: event = CallEvent::kHeld; break;
+            case CallState::RemHold: event = CallEvent::kRemoteHeld; break;
+            case CallState::Reorder: event = CallEvent::kFailed; break;
+            case CallState::Idle: event = CallEvent::kEnded; break;
+        }
+        announce(id, event);
+        // The consultation call's progress is the transfer's progress.
+        if (entry.consultation && entry.transferPeer != 0) announceTransfer(entry.transferPeer);
+    }
+    if (engineState == LinphoneCallStateReleased || engineState == LinphoneCallStateEnd ||
+        engineState == LinphoneCallStateError) {
+        // A transfer whose other half ended is over.
+        if (entry.transferPeer != 0) {
+            const int original = entry.consultation ? entry.transferPeer : id;
+            endTransfer(id);
+            announceTransfer(original);
+        }
+    }
+    if (engineState == LinphoneCallStateReleased) release(id);
+}
 
-int CallManager::getCalls(std::vector<int>&) { return notSupported("getCalls"); }
+void CallManager::handleTransferState(LinphoneCall* call, int engineState) {
+    const int id = idOf(call);
+    if (id == 0) return;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << id << "] transfer state ["
+                                            << linphone_call_state_to_string(static_cast<LinphoneCallState>(engineState))
+                                            << "]");
+    announceTransfer(id);
+    if (engineState == LinphoneCallStateConnected) {
+        // The far ends are talking to each other: both of our legs are done.
+        Entry* entry = find(id);
+        const int consultation = entry != nullptr ? entry->transferPeer : 0;
+        endTransfer(id);
+        for (int leg : {id, consultation}) {
+            Entry* e = find(leg);
+            if (e != nullptr && linphone_call_get_state(e->call) != LinphoneCallStateEnd &&
+                linphone_call_get_state(e->call) != LinphoneCallStateReleased)
+                linphone_call_terminate(e->call);
+        }
+    }
+}
 
-int CallManager::getCallInfo(int, std::shared_ptr<ZepCallInfo>& call) {
+// --- Placing and answering -------------------------------------------------------
+
+int CallManager::recipientAddress(const std::string& recipient, std::string& uri) const {
+    static const std::regex kUser("[A-Za-z0-9._~!$&'()*+,;=%-]+");
+    if (recipient.compare(0, 4, "sip:") == 0 || recipient.compare(0, 5, "sips:") == 0) {
+        uri = recipient;
+    } else if (std::regex_match(recipient, kUser)) {
+        uri = "sip:" + recipient + "@" + m_account.sipDomain();
+    } else {
+        return kResultInvalidArgument;
+    }
+    LinphoneAddress* address = linphone_factory_create_address(linphone_factory_get(), uri.c_str());
+    if (address == nullptr) return kResultInvalidArgument;
+    const bool hasUser = !text(linphone_address_get_username(address)).empty();
+    linphone_address_unref(address);
+    return hasUser ? kResultOk : kResultInvalidArgument;
+}
+
+LinphoneCallParams* CallManager::paramsFor(LinphoneCall* call, VideoDirection video) const {
+    LinphoneCallParams* params = linphone_core_create_call_params(m_context.engine.core(), call);
+    const bool withVideo = video != VideoDirection::Inactive;
+    linphone_call_params_enable_video(params, withVideo ? TRUE : FALSE);
+    if (withVideo) linphone_call_params_set_video_direction(params, engineDirection(video));
+    return params;
+}
+
+int CallManager::placeCall(const std::string& uri, VideoDirection video, int& callId) {
+    LinphoneCore* core = m_context.engine.core();
+    LinphoneAddress* address = linphone_factory_create_address(linphone_factory_get(), uri.c_str());
+    if (address == nullptr) return kResultInvalidArgument;
+    LinphoneCallParams* params = paramsFor(nullptr, video);
+    LinphoneCall* call = linphone_core_invite_address_with_params(core, address, params);
+    linphone_call_params_unref(params);
+    linphone_address_unref(address);
+    if (call == nullptr) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "the engine could not place the call to [" << uri << "]");
+        return kResultCreateCallFailed;
+    }
+    // The engine reported the call's first state already; that adopted it.
+    callId = idOf(call);
+    if (callId == 0) callId = adopt(call);
+    find(callId)->video = video;
+    return kResultOk;
+}
+
+int CallManager::originate(const std::string& recipient, int& callId, const std::string& videoDirection, uint64_t) {
+    if (m_context.engine.core() == nullptr || m_account.currentAccount() == nullptr) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "originate: nobody signed in");
+        return kResultInvalidState;
+    }
+    VideoDirection video;
+    if (!parseVideoDirection(videoDirection, video)) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "originate: unknown video direction [" << videoDirection << "]");
+        return kResultInvalidArgument;
+    }
+    std::string uri;
+    if (recipientAddress(recipient, uri) != kResultOk) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "originate: malformed recipient [" << recipient << "]");
+        return kResultInvalidArgument;
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "originate to [" << uri << "]");
+    return placeCall(uri, video, callId);
+}
+
+int CallManager::answer(int callId, const std::string& videoDirection, uint64_t) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    VideoDirection video;
+    if (!parseVideoDirection(videoDirection, video)) return kResultInvalidArgument;
+    if (entry->reported != CallState::RingIn) return kResultInvalidState;
+    LinphoneCallParams* params = paramsFor(entry->call, video);
+    const LinphoneStatus status = linphone_call_accept_with_params(entry->call, params);
+    linphone_call_params_unref(params);
+    if (status != 0) return kResultCallOperationFailed;
+    entry->video = video;
+    return kResultOk;
+}
+
+int CallManager::endCall(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry->reported == CallState::Idle || entry->reported == CallState::Reorder) return kResultInvalidState;
+    return linphone_call_terminate(entry->call) == 0 ? kResultOk : kResultCallOperationFailed;
+}
+
+// --- In the call -----------------------------------------------------------------
+
+int CallManager::mute(int callId, bool audio, bool video) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
+    if (audio) linphone_call_set_microphone_muted(entry->call, TRUE);
+    if (video) linphone_call_enable_camera(entry->call, FALSE);
+    const bool changed = (audio && !entry->audioMuted) || (video && !entry->videoMuted);
+    entry->audioMuted |= audio;
+    entry->videoMuted |= video;
+    if (changed) announce(callId, CallEvent::kMediaChanged);
+    return kResultOk;
+}
+
+int CallManager::unmute(int callId, bool audio, bool video) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
+    if (audio) linphone_call_set_microphone_muted(entry->call, FALSE);
+    if (video) linphone_call_enable_camera(entry->call, TRUE);
+    const bool changed = (audio && entry->audioMuted) || (video && entry->videoMuted);
+    if (audio) entry->audioMuted = false;
+    if (video) entry->videoMuted = false;
+    if (changed) announce(callId, CallEvent::kMediaChanged);
+    return kResultOk;
+}
+
+int CallManager::hold(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (!talking(entry->reported)) return kResultInvalidState;
+    return linphone_call_pause(entry->call) == 0 ? kResultOk : kResultCallOperationFailed;
+}
+
+int CallManager::resume(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry->reported != CallState::Hold) return kResultInvalidState;
+    return linphone_call_resume(entry->call) == 0 ? kResultOk : kResultCallOperationFailed;
+}
+
+int CallManager::iDivert(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry->reported != CallState::RingIn) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "iDivert: call [" << callId << "] is not ringing in");
+        return kResultInvalidState;
+    }
+    // A divert target in the engine's configuration ("[zep] divert_target",
+    // a SIP address) takes the call; without one it is declined.
+    LinphoneConfig* config = linphone_core_get_config(m_context.engine.core());
+    const std::string target = text(linphone_config_get_string(config, "zep", "divert_target", ""));
+    if (!target.empty()) {
+        LinphoneAddress* address = linphone_factory_create_address(linphone_factory_get(), target.c_str());
+        if (address != nullptr) {
+            const LinphoneStatus status = linphone_call_redirect_to(entry->call, address);
+            linphone_address_unref(address);
+            ZEP_LOG(OZKLogLevelInfo, kSrc, "iDivert: call [" << callId << "] to [" << target << "]");
+            return status == 0 ? kResultOk : kResultCallOperationFailed;
+        }
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "iDivert: unusable divert target [" << target << "], declining");
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "iDivert: call [" << callId << "] declined");
+    return linphone_call_decline(entry->call, LinphoneReasonDeclined) == 0 ? kResultOk : kResultCallOperationFailed;
+}
+
+int CallManager::sendDTMF(int callId, const std::string& digit) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    char c = 0;
+    if (!dtmfDigit(digit, c)) return kResultInvalidArgument;
+    if (!talking(entry->reported)) return kResultInvalidState;
+    // Digits are queued so that quick presses each get their own event.
+    entry->dtmfPending.push_back(c);
+    pumpDtmf();
+    return kResultOk;
+}
+
+void CallManager::pumpDtmf() {
+    m_dtmfPosted = false;
+    const auto now = std::chrono::steady_clock::now();
+    bool waiting = false;
+    for (auto& item : m_calls) {
+        Entry& entry = item.second;
+        if (entry.dtmfPending.empty()) continue;
+        if (!talking(entry.reported)) {
+            entry.dtmfPending.clear();
+            continue;
+        }
+        if (now >= entry.dtmfNext) {
+            if (linphone_call_send_dtmf(entry.call, entry.dtmfPending[0]) != 0)
+                ZEP_LOG(OZKLogLevelWarning, kSrc, "call [" << item.first << "] digit not sent");
+            entry.dtmfPending.erase(0, 1);
+            entry.dtmfNext = now + kDtmfSpacing;
+        }
+        waiting |= !entry.dtmfPending.empty();
+    }
+    if (waiting) {
+        // A deadline checked on each pump, never a wait.
+        m_dtmfPosted = true;
+        m_context.queue.post([this] { pumpDtmf(); });
+    }
+}
+
+int CallManager::setVideoDirection(int callId, const std::string& direction) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    VideoDirection video;
+    if (!parseVideoDirection(direction, video)) return kResultInvalidArgument;
+    if (entry->reported != CallState::Connected) return kResultInvalidState;
+    if (video == entry->video) return kResultOk;
+    LinphoneCallParams* params = paramsFor(entry->call, video);
+    const LinphoneStatus status = linphone_call_update(entry->call, params);
+    linphone_call_params_unref(params);
+    if (status != 0) return kResultCallOperationFailed;
+    entry->video = video;
+    announce(callId, CallEvent::kMediaChanged);
+    return kResultOk;
+}
+
+// --- Transfer and join -----------------------------------------------------------
+
+void CallManager::endTransfer(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr || entry->transferPeer == 0) return;
+    Entry* peer = find(entry->transferPeer);
+    if (peer != nullptr) {
+        peer->transferPeer = 0;
+        peer->consultation = false;
+    }
+    entry->transferPeer = 0;
+    entry->consultation = false;
+}
+
+int CallManager::transferCall(int callId, const std::string& number) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
+    if (entry->transferPeer != 0) return kResultInvalidState;
+    std::string uri;
+    if (recipientAddress(number, uri) != kResultOk) return kResultInvalidArgument;
+    if (entry->reported != CallState::Hold && linphone_call_pause(entry->call) != 0) return kResultCallOperationFailed;
+    int consultation = 0;
+    const int result = placeCall(uri, VideoDirection::Inactive, consultation);
+    if (result != kResultOk) return result;
+    entry = find(callId);
+    Entry* second = find(consultation);
+    entry->transferPeer = consultation;
+    second->transferPeer = callId;
+    second->consultation = true;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] transfer: consultation call [" << consultation << "]");
+    announceTransfer(callId);
+    return kResultOk;
+}
+
+int CallManager::completeTransferCall(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry->transferPeer == 0) return kResultInvalidState;
+    const int original = entry->consultation ? entry->transferPeer : callId;
+    const int consultation = entry->consultation ? callId : entry->transferPeer;
+    Entry* held = find(original);
+    Entry* second = find(consultation);
+    if (held == nullptr || second == nullptr || second->reported != CallState::Connected) return kResultInvalidState;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << original << "] transferred to the party of call [" << consultation << "]");
+    return linphone_call_transfer_to_another(held->call, second->call) == 0 ? kResultOk : kResultCallOperationFailed;
+}
+
+int CallManager::cancelTransfer(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry->transferPeer == 0) return kResultInvalidState;
+    const int original = entry->consultation ? entry->transferPeer : callId;
+    const int consultation = entry->consultation ? callId : entry->transferPeer;
+    endTransfer(original);
+    Entry* second = find(consultation);
+    if (second != nullptr && second->reported != CallState::Idle) linphone_call_terminate(second->call);
+    Entry* held = find(original);
+    if (held != nullptr && held->reported == CallState::Hold) linphone_call_resume(held->call);
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << original << "] transfer cancelled");
+    announceTransfer(original);
+    return kResultOk;
+}
+
+int CallManager::joinCalls(int callId, int joinCallId) {
+    Entry* first = find(callId);
+    Entry* second = find(joinCallId);
+    if (first == nullptr || second == nullptr) return kResultInvalidCallId;
+    if (callId == joinCallId) return kResultInvalidArgument;
+    for (const Entry* e : {first, second}) {
+        if (!talking(e->reported) && e->reported != CallState::Hold) return kResultInvalidState;
+    }
+    LinphoneCore* core = m_context.engine.core();
+    if (m_pConference == nullptr) {
+        // A conference mixed here, with ourselves in it, audio only.
+        LinphoneConferenceParams* params = linphone_core_create_conference_params(core);
+        linphone_conference_params_set_local_participant_enabled(params, TRUE);
+        linphone_conference_params_set_audio_enabled(params, TRUE);
+        linphone_conference_params_set_video_enabled(params, FALSE);
+        m_pConference = linphone_core_create_conference_with_params(core, params);
+        linphone_conference_params_unref(params);
+        if (m_pConference == nullptr) {
+            ZEP_LOG(OZKLogLevelWarning, kSrc, "joinCalls: the engine made no conference");
+            return kResultCallOperationFailed;
+        }
+    }
+    for (int id : {callId, joinCallId}) {
+        Entry* e = find(id);
+        if (e->conference) continue;
+        if (linphone_conference_add_participant(m_pConference, e->call) != 0) {
+            ZEP_LOG(OZKLogLevelWarning, kSrc, "joinCalls: call [" << id << "] not added");
+            return kResultCallOperationFailed;
+        }
+        e->conference = true;
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "calls [" << callId << "] and [" << joinCallId << "] joined");
+    announce(callId, CallEvent::kJoined);
+    announce(joinCallId, CallEvent::kJoined);
+    return kResultOk;
+}
+
+// --- Lists -----------------------------------------------------------------------
+
+int CallManager::getCalls(std::vector<int>& callIds) {
+    callIds.clear();
+    for (const auto& item : m_calls) {
+        if (item.second.reported != CallState::Idle) callIds.push_back(item.first);
+    }
+    return kResultOk;
+}
+
+int CallManager::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) {
     call.reset();
-    return notSupported("getCallInfo");
+    const Entry* entry = find(callId);
+    if (entry == nullptr) return kResultInvalidCallId;
+    call = snapshot(callId, *entry);
+    return kResultOk;
 }
 
 }  // namespace zep

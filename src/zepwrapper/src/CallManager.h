@@ -1,13 +1,22 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <zepwrapper/ZepCallInfo.h>
 
+#include "CallVocabulary.h"
 #include "FrameworkContext.h"
+
+typedef struct _LinphoneCall LinphoneCall;
+typedef struct _LinphoneCallParams LinphoneCallParams;
+typedef struct _LinphoneConference LinphoneConference;
+typedef struct _LinphoneCore LinphoneCore;
+typedef struct _LinphoneCoreCbs LinphoneCoreCbs;
 
 namespace tessel {
 namespace zep {
@@ -46,8 +55,50 @@ public:
     int getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call);
 
 private:
+    // What we keep of one call besides the engine's own object.
+    struct Entry {
+        LinphoneCall* call = nullptr;  // referenced while the entry lives
+        bool outgoing = false;
+        CallState reported = CallState::Idle;  // last state a page was told
+        bool announced = false;                 // any state told yet
+        bool audioMuted = false;
+        bool videoMuted = false;
+        VideoDirection video = VideoDirection::Inactive;
+        bool conference = false;
+        int transferPeer = 0;  // the other call of an attended transfer, 0 when none
+        bool consultation = false;  // this is the consultation call of that transfer
+        std::string dtmfPending;    // digits waiting for the previous one to finish
+        std::chrono::steady_clock::time_point dtmfNext{};
+    };
+
+    struct EngineCallbacks;
+    friend struct EngineCallbacks;
+    void handleState(LinphoneCall* call, int engineState);
+    void handleTransferState(LinphoneCall* call, int engineState);
+
+    Entry* find(int callId);
+    int idOf(LinphoneCall* call) const;
+    int adopt(LinphoneCall* call);
+    void release(int callId);
+    CallState stateOf(const Entry& entry) const;
+    std::shared_ptr<ZepCallInfo> snapshot(int callId, const Entry& entry) const;
+    // Tells the observers, from the next pump, what the call looks like now.
+    void announce(int callId, const std::string& event);
+    void announceTransfer(int callId);
+    // "sip:..." as given; a bare number or user name in the account's domain.
+    int recipientAddress(const std::string& recipient, std::string& uri) const;
+    LinphoneCallParams* paramsFor(LinphoneCall* call, VideoDirection video) const;
+    int placeCall(const std::string& uri, VideoDirection video, int& callId);
+    void endTransfer(int callId);
+    void pumpDtmf();
+
     FrameworkContext m_context;
     const AccountManager& m_account;
+    LinphoneCoreCbs* m_pCbs = nullptr;
+    LinphoneConference* m_pConference = nullptr;
+    std::map<int, Entry> m_calls;  // by id: ascending ids are the stable order
+    int m_nextId = 1;
+    bool m_dtmfPosted = false;
 };
 
 }  // namespace zep

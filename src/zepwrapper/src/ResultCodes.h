@@ -9,6 +9,8 @@ enum ResultCode {
     kResultOk = 0,
     kResultInvalidCallId = 1,
     kResultCallNotFound = 2,
+    kResultCreateCallFailed = 3,
+    kResultCallOperationFailed = 6,
     kResultInvalidState = 11,
     kResultInvalidArgument = 15,
     kResultOperationNotSupported = 16,
