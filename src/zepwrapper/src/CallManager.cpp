@@ -155,7 +155,17 @@ CallState CallManager::stateOf(const Entry& entry) const {
         case LinphoneCallStateStreamsRunning:
             return CallState::Connected;
         case LinphoneCallStatePaused: return CallState::Hold;
-        case LinphoneCallStatePausedByRemote: return CallState::RemHold;
+        case LinphoneCallStatePausedByRemote: {
+            // The engine calls the answer to our "recvonly" of a mute a remote
+            // pause; it is one only when the far end itself offered sendonly
+            // or inactive.
+            const LinphoneCallParams* remote = linphone_call_get_remote_params(entry.call);
+            const LinphoneMediaDirection offered =
+                remote != nullptr ? linphone_call_params_get_audio_direction(remote) : LinphoneMediaDirectionInactive;
+            if (entry.sdpMuted && offered != LinphoneMediaDirectionSendOnly && offered != LinphoneMediaDirectionInactive)
+                return CallState::Connected;
+            return CallState::RemHold;
+        }
         case LinphoneCallStateError: return CallState::Reorder;
         case LinphoneCallStateEnd:
         case LinphoneCallStateReleased:
@@ -396,25 +406,40 @@ int CallManager::mute(int callId, bool audio, bool video) {
     Entry* entry = find(callId);
     if (entry == nullptr) return kResultInvalidCallId;
     if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
-    if (audio) linphone_call_set_microphone_muted(entry->call, TRUE);
-    if (video) linphone_call_enable_camera(entry->call, FALSE);
-    const bool changed = (audio && !entry->audioMuted) || (video && !entry->videoMuted);
-    entry->audioMuted |= audio;
-    entry->videoMuted |= video;
-    if (changed) announce(callId, CallEvent::kMediaChanged);
-    return kResultOk;
+    return setMuted(callId, audio ? 1 : -1, video ? 1 : -1);
 }
 
 int CallManager::unmute(int callId, bool audio, bool video) {
     Entry* entry = find(callId);
     if (entry == nullptr) return kResultInvalidCallId;
     if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
-    if (audio) linphone_call_set_microphone_muted(entry->call, FALSE);
-    if (video) linphone_call_enable_camera(entry->call, TRUE);
-    const bool changed = (audio && entry->audioMuted) || (video && entry->videoMuted);
-    if (audio) entry->audioMuted = false;
-    if (video) entry->videoMuted = false;
-    if (changed) announce(callId, CallEvent::kMediaChanged);
+    return setMuted(callId, audio ? 0 : -1, video ? 0 : -1);
+}
+
+int CallManager::setMuted(int callId, int audio, int video) {
+    Entry* entry = find(callId);
+    const bool audioMuted = audio < 0 ? entry->audioMuted : audio == 1;
+    const bool videoMuted = video < 0 ? entry->videoMuted : video == 1;
+    if (audioMuted == entry->audioMuted && videoMuted == entry->videoMuted) return kResultOk;
+    if (audioMuted != entry->audioMuted) {
+        linphone_call_set_microphone_muted(entry->call, audioMuted ? TRUE : FALSE);
+        // A file played as the microphone (no sound card chosen) is mixed in
+        // past the microphone gain, so muting it locally changes nothing: we
+        // stop sending audio in the media description instead.
+        if (linphone_core_get_use_files(m_context.engine.core()) && (talking(entry->reported) || entry->sdpMuted)) {
+            LinphoneCallParams* params = paramsFor(entry->call, entry->video);
+            linphone_call_params_set_audio_direction(
+                params, audioMuted ? LinphoneMediaDirectionRecvOnly : LinphoneMediaDirectionSendRecv);
+            const LinphoneStatus status = linphone_call_update(entry->call, params);
+            linphone_call_params_unref(params);
+            if (status != 0) return kResultCallOperationFailed;
+            entry->sdpMuted = audioMuted;
+        }
+    }
+    if (videoMuted != entry->videoMuted) linphone_call_enable_camera(entry->call, videoMuted ? FALSE : TRUE);
+    entry->audioMuted = audioMuted;
+    entry->videoMuted = videoMuted;
+    announce(callId, CallEvent::kMediaChanged);
     return kResultOk;
 }
 

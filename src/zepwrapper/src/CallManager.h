@@ -63,6 +63,7 @@ private:
         bool announced = false;                 // any state told yet
         bool audioMuted = false;
         bool videoMuted = false;
+        bool sdpMuted = false;  // our audio is "recvonly" in the media description for a mute
         VideoDirection video = VideoDirection::Inactive;
         bool conference = false;
         int transferPeer = 0;  // the other call of an attended transfer, 0 when none
@@ -89,6 +90,8 @@ private:
     int recipientAddress(const std::string& recipient, std::string& uri) const;
     LinphoneCallParams* paramsFor(LinphoneCall* call, VideoDirection video) const;
     int placeCall(const std::string& uri, VideoDirection video, int& callId);
+    // 1 mutes, 0 unmutes, -1 leaves as it is; the call exists.
+    int setMuted(int callId, int audio, int video);
     void endTransfer(int callId);
     void pumpDtmf();
 
