@@ -38,9 +38,17 @@ constexpr double kSilent = -60.0;
 
 class HostCallsTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(sip.start()) << sip.error();
+    void SetUp() override { ASSERT_TRUE(sip.start()) << sip.error(); }
+
+    // The host signed in as alice. Its microphone is silence unless hostToneHz
+    // names a tone for it to send.
+    void signIn(double hostToneHz = 0) {
         page = std::make_unique<SignedInHost>(sip);
+        if (hostToneHz > 0) {
+            const std::string wav = files.path() + "/host.wav";
+            ASSERT_TRUE(tessel::test::writeToneWav(wav, hostToneHz, 20.0));
+            page->setEngineConfig("[zep]\nplay_file=" + wav + "\n");
+        }
         ASSERT_TRUE(page->start()) << page->why();
         ASSERT_TRUE(page->signIn("alice")) << page->why();
     }
@@ -81,26 +89,36 @@ protected:
     }
     size_t mark() const { return page->seen().size(); }
 
-    // The first change at or after `from` of callId (any call when 0) into state;
-    // the call object goes to *call. Reads the host until it comes or time runs out.
-    bool waitState(int callId, const std::string& state, size_t from = 0, ptree* call = nullptr,
-                   std::chrono::milliseconds timeout = 20s) {
+    // The first change among seen()[from...] that satisfies pred; its call object
+    // goes to *call. Reads the host until one comes or time runs out.
+    bool waitChange(const std::function<bool(const ptree&)>& pred, size_t from, ptree* call = nullptr,
+                    std::chrono::milliseconds timeout = 20s) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
         for (;;) {
             for (const ptree& c : changes(from)) {
-                if ((callId == 0 || c.get<int>("callId", -1) == callId) && c.get<std::string>("callState", "") == state) {
+                if (pred(c)) {
                     if (call != nullptr) {
                         *call = c;
                     }
                     return true;
                 }
             }
-            const auto left = deadline - std::chrono::steady_clock::now();
-            if (left <= 0s) {
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            if (left <= 0ms) {
                 return false;
             }
-            page->waitForEvent("callstatechange", std::chrono::duration_cast<std::chrono::milliseconds>(left));
+            page->waitForEvent("callstatechange", left);
         }
+    }
+    // A change of callId (any call when 0) into state.
+    bool waitState(int callId, const std::string& state, size_t from = 0, ptree* call = nullptr) {
+        return waitChange(
+            [&](const ptree& c) {
+                return (callId == 0 || c.get<int>("callId", -1) == callId) &&
+                       c.get<std::string>("callState", "") == state;
+            },
+            from, call);
     }
     // The states reported for callId, consecutive repeats folded.
     std::vector<std::string> statesOf(int callId) const {
@@ -164,12 +182,14 @@ protected:
     }
 
     KamailioFixture sip;
+    pelatest::TempDir files;
     std::unique_ptr<SignedInHost> page;
 };
 
 }  // namespace
 
 TEST_F(HostCallsTest, OutgoingCallAnsweredListedAndEndedByTheRemote) {
+    ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 660, false);
     const int id = originate("bob");
     ASSERT_GT(id, 0);
@@ -205,6 +225,7 @@ TEST_F(HostCallsTest, OutgoingCallAnsweredListedAndEndedByTheRemote) {
 }
 
 TEST_F(HostCallsTest, IncomingCallAnsweredThenEndedByThePage) {
+    ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 660, false);
     ASSERT_TRUE(bob->command("call " + sip.userUri("alice")));
     ptree ringing;
@@ -225,6 +246,7 @@ TEST_F(HostCallsTest, IncomingCallAnsweredThenEndedByThePage) {
 }
 
 TEST_F(HostCallsTest, HoldMuteAndKeypadReachTheRemote) {
+    ASSERT_NO_FATAL_FAILURE(signIn(1000));
     auto bob = remote("bob", 660, true);
     const int id = connectTo(*bob, "bob");
     ASSERT_GT(id, 0);
@@ -264,6 +286,7 @@ TEST_F(HostCallsTest, HoldMuteAndKeypadReachTheRemote) {
 }
 
 TEST_F(HostCallsTest, AttendedTransferCompletedLeavesTheOtherTwoTalking) {
+    ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 440, true);
     auto carol = remote("carol", 660, true);
     const int id = connectTo(*bob, "bob");
@@ -299,6 +322,7 @@ TEST_F(HostCallsTest, AttendedTransferCompletedLeavesTheOtherTwoTalking) {
 }
 
 TEST_F(HostCallsTest, CancelledTransferReturnsToTheHeldCall) {
+    ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 440, true);
     auto carol = remote("carol", 660, true);
     const int id = connectTo(*bob, "bob");
@@ -322,6 +346,7 @@ TEST_F(HostCallsTest, CancelledTransferReturnsToTheHeldCall) {
 }
 
 TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
+    ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 440, true);
     auto carol = remote("carol", 660, true);
     const int toBob = connectTo(*bob, "bob");
@@ -329,12 +354,20 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
     const int toCarol = connectTo(*carol, "carol");
     ASSERT_GT(toCarol, 0);
     const size_t from = mark();
-    EXPECT_EQ(errorOf("joinCalls", "{\"callId\": " + std::to_string(toBob) +
-                                       ", \"joinCallId\": " + std::to_string(toCarol) + "}"),
-              "");
-    ptree joined;
-    EXPECT_TRUE(waitState(toBob, kConnected, from, &joined)) << statesText(toBob);
-    EXPECT_EQ(joined.get<std::string>("isConference", ""), "true");
+    const std::string pair = "{\"callId\": " + std::to_string(toBob) + ", \"joinCallId\": " + std::to_string(toCarol);
+    EXPECT_EQ(errorOf("joinCalls", pair + ", \"mix\": true}"), "eInvalidArgument");
+    ASSERT_EQ(errorOf("joinCalls", pair + "}"), "");
+    for (const int id : {toBob, toCarol}) {
+        ptree joined;
+        EXPECT_TRUE(waitChange(
+            [&](const ptree& c) {
+                return c.get<int>("callId", -1) == id && c.get<std::string>("isConference", "") == "true";
+            },
+            from, &joined))
+            << statesText(id);
+        EXPECT_EQ(joined.get<std::string>("callState", ""), kConnected);
+        EXPECT_EQ(joined.get<std::string>("callEvent", ""), "evJoined");
+    }
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
     EXPECT_GT(levelUntil(*carol, [](double v) { return v > kHeard; }), kHeard);
     std::this_thread::sleep_for(2s);  // mixed audio on both recordings
@@ -349,6 +382,7 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
 }
 
 TEST_F(HostCallsTest, RefusalsReachThePageAndLeaveTheCallAlone) {
+    ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 660, true);
     const int id = connectTo(*bob, "bob");
     ASSERT_GT(id, 0);

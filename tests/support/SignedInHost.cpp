@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 namespace tessel {
 namespace test {
 
@@ -42,6 +45,17 @@ bool SignedInHost::start(const std::string& transport) {
     pelatest::writePreferences(m_config.path(), std::string("{\"AlwaysAllow_") + kSite + "\": true}");
     m_options.configHome = m_config.path();
     m_spHost = std::make_unique<pelatest::HostProcess>(m_options);
+    if (!m_engineConfig.empty()) {
+        // The framework's state folder under the host's XDG_STATE_HOME; the engine reads it at start.
+        const std::string folder = m_spHost->home() + "/state/Marlin Web SDK/zep";
+        std::error_code ec;
+        std::filesystem::create_directories(folder, ec);
+        std::ofstream out(folder + "/linphonerc");
+        out << m_engineConfig;
+        if (ec || !out.flush()) {
+            return fail("cannot write the engine config in " + folder);
+        }
+    }
 
     ptree init = call("init");
     if (field(init, "content.userauthstatus") != "UserAuthorized") {

@@ -32,6 +32,10 @@ public:
     explicit SignedInHost(KamailioFixture& sip, pelatest::HostProcess::Options options = {});
     ~SignedInHost();
 
+    // Text for the engine's config file (for example "[zep]\nplay_file=/a.wav\n"),
+    // written by start() before "init" lets the framework start. Call before start().
+    void setEngineConfig(const std::string& text) { m_engineConfig = text; }
+
     // Writes the approval for kSite, runs the host, sends "init", waits for
     // the reply and for the framework's "multimediacapabilitiesstarted", and
     // points "LoryAddressList" at the registrar over transport (tcp notices a
@@ -70,6 +74,7 @@ private:
     std::unique_ptr<pelatest::HostProcess> m_spHost;
     std::vector<std::string> m_seen;
     std::string m_why;
+    std::string m_engineConfig;
     int m_nextId = 1;
 };
 
