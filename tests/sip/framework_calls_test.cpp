@@ -435,4 +435,33 @@ TEST_F(FrameworkCalls, AttendedTransferCompletesOrCancels) {
     EXPECT_TRUE(pumpUntil([&] { return calls().empty(); }));
 }
 
+TEST_F(FrameworkCalls, JoinedCallsHearEachOther) {
+    startSignedIn();
+    auto bob = remote("bob", 660, true);
+    auto carol = remote("carol", 880, true);
+    const int toBob = connectTo(*bob, "bob");
+    const int toCarol = connectTo(*carol, "carol");
+    EXPECT_EQ(m_pZep->joinCalls(toBob, toBob), kInvalidArgument);
+    EXPECT_EQ(m_pZep->joinCalls(toBob, 999), kInvalidCallId);
+    const size_t from = mark();
+    ASSERT_EQ(m_pZep->joinCalls(toBob, toCarol), 0);
+    const Change* joined = nullptr;
+    ASSERT_TRUE(pumpUntil([&] {
+        for (size_t i = from; i < m_spCalls->changes.size(); ++i) {
+            const Change& c = m_spCalls->changes[i];
+            if (c.callId == toBob && c.call->isConference() && c.state() == "Connected") joined = &c;
+        }
+        return joined != nullptr;
+    }));
+    EXPECT_EQ(joined->call->getOtherParticipants().size(), 2u);
+    // Let each recording take a few seconds of the other's tone.
+    pumpUntil([] { return false; }, 4s);
+    EXPECT_EQ(m_pZep->endCall(toBob), 0);
+    EXPECT_EQ(m_pZep->endCall(toCarol), 0);
+    ASSERT_TRUE(peerCallState(*bob, "Released"));
+    ASSERT_TRUE(peerCallState(*carol, "Released"));
+    EXPECT_GT(tessel::test::toneShare(bob->recordFile(), 880, 60), 0.2) << "bob hears carol";
+    EXPECT_GT(tessel::test::toneShare(carol->recordFile(), 660, 60), 0.2) << "carol hears bob";
+}
+
 }  // namespace

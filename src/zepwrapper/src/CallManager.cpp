@@ -625,8 +625,10 @@ int CallManager::joinCalls(int callId, int joinCallId) {
     for (int id : {callId, joinCallId}) {
         Entry* e = find(id);
         if (e->conference) continue;
-        if (linphone_conference_add_participant(m_pConference, e->call) != 0) {
-            ZEP_LOG(OZKLogLevelWarning, kSrc, "joinCalls: call [" << id << "] not added");
+        // The engine's answer here is no status; the call's conference is.
+        const int added = linphone_conference_add_participant(m_pConference, e->call);
+        if (linphone_call_get_conference(e->call) != m_pConference) {
+            ZEP_LOG(OZKLogLevelWarning, kSrc, "joinCalls: call [" << id << "] not added [" << added << "]");
             return kResultCallOperationFailed;
         }
         e->conference = true;
