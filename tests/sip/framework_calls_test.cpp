@@ -165,19 +165,6 @@ protected:
         }
         return out;
     }
-    // Pumps us while the peer's event lines are read: "event " + prefix, from event number from.
-    bool peerSees(SipPeer& peer, const std::string& prefix, size_t from = 0, std::string* line = nullptr) {
-        return pumpUntil([&] {
-            peer.poll();
-            for (size_t i = from; i < peer.events().size(); ++i) {
-                if (peer.events()[i].compare(0, 6 + prefix.size(), "event " + prefix) == 0) {
-                    if (line != nullptr) *line = peer.events()[i];
-                    return true;
-                }
-            }
-            return false;
-        });
-    }
     bool peerCallState(SipPeer& peer, const std::string& state, size_t from = 0) {
         return pumpUntil([&] {
             peer.poll();
@@ -377,8 +364,16 @@ TEST_F(FrameworkCalls, HoldResumeMuteAndDigitsReachTheRemote) {
     EXPECT_EQ(bob->receivedDtmf(), "1#9*D0");
 
     EXPECT_EQ(m_pZep->setVideoDirection(id, "Upward"), kInvalidArgument);
-    EXPECT_EQ(m_pZep->endCall(id), 0);
-    EXPECT_NE(waitState(id, "Idle"), nullptr);
+    EXPECT_EQ(m_pZep->setVideoDirection(id, "RecvOnly"), 0);
+    auto info = std::make_shared<ZepCallInfo>();
+    ASSERT_EQ(m_pZep->getCallInfo(id, info), 0);
+    EXPECT_EQ(info->getVideoDirection(), "RecvOnly");
+
+    // Stopping the framework ends the call, and says so before it returns.
+    from = mark();
+    m_pZep->stop();
+    EXPECT_NE(change(id, "Idle", from), nullptr);
+    EXPECT_TRUE(peerCallState(*bob, "Released")) << bob->logText();
 }
 
 TEST_F(FrameworkCalls, AttendedTransferCompletesOrCancels) {

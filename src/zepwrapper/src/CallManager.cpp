@@ -86,9 +86,23 @@ void CallManager::onEngineStopping() {
         linphone_conference_unref(m_pConference);
         m_pConference = nullptr;
     }
-    // The engine ends the calls as it stops; we no longer hear about them.
+    // The engine ends the calls as it stops, with our callbacks gone: pages
+    // hear of the end now, at once, since the queue is dropped after this.
+    std::vector<std::pair<int, std::shared_ptr<ZepCallInfo>>> ended;
+    for (auto& item : m_calls) {
+        Entry& entry = item.second;
+        if (entry.reported == CallState::Idle) continue;
+        entry.reported = CallState::Idle;
+        entry.transferPeer = 0;
+        ended.emplace_back(item.first, snapshot(item.first, entry));
+    }
     for (auto& item : m_calls) linphone_call_unref(item.second.call);
     m_calls.clear();
+    for (const auto& end : ended) {
+        m_context.deliver<ZepCallStateObserver>("onCallStateChange", [&](ZepCallStateObserver& o) {
+            o.onCallStateChange(CallEvent::kEnded, end.second, end.first);
+        });
+    }
     m_dtmfPosted = false;
 }
 
@@ -490,7 +504,7 @@ int CallManager::sendDTMF(int callId, const std::string& digit) {
     if (!talking(entry->reported)) return kResultInvalidState;
     // Digits are queued so that quick presses each get their own event.
     entry->dtmfPending.push_back(c);
-    pumpDtmf();
+    if (!m_dtmfPosted) pumpDtmf();
     return kResultOk;
 }
 
