@@ -356,6 +356,16 @@ TEST_F(FrameworkCalls, HoldResumeMuteAndDigitsReachTheRemote) {
     EXPECT_TRUE(has(&m_spCalls->changes.back(), "canUnmuteAudio"));
     ASSERT_EQ(m_pZep->unmute(id, true, false), 0);
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard) << "unmuted: the tone again";
+    // Muted while held: still silent once resumed.
+    from = mark();
+    ASSERT_EQ(m_pZep->hold(id), 0);
+    ASSERT_NE(waitState(id, "Hold", from), nullptr);
+    ASSERT_EQ(m_pZep->mute(id, true, false), 0);
+    ASSERT_EQ(m_pZep->resume(id), 0);
+    ASSERT_NE(waitState(id, "Connected", from), nullptr);
+    EXPECT_LT(levelUntil(*bob, [](double v) { return v < kSilent; }), kSilent) << "muted while held";
+    ASSERT_EQ(m_pZep->unmute(id, true, false), 0);
+    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
 
     for (const char* bad : {"", "12", "E", "+", " "}) EXPECT_EQ(m_pZep->sendDTMF(id, bad), kInvalidArgument) << bad;
     for (const char* digit : {"1", "#", "9", "*", "d", "0"}) EXPECT_EQ(m_pZep->sendDTMF(id, digit), 0);

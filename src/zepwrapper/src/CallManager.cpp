@@ -293,6 +293,10 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
             case CallState::Idle: event = CallEvent::kEnded; break;
         }
         announce(id, event);
+        if (next == CallState::Connected && entry.audioMuted != entry.sdpMuted && !entry.syncPosted) {
+            entry.syncPosted = true;
+            m_context.queue.post([this, id] { syncOfferedAudio(id); });
+        }
         // The consultation call's progress is the transfer's progress.
         if (entry.consultation && entry.transferPeer != 0) announceTransfer(entry.transferPeer);
     }
@@ -435,26 +439,41 @@ int CallManager::setMuted(int callId, int audio, int video) {
     const bool audioMuted = audio < 0 ? entry->audioMuted : audio == 1;
     const bool videoMuted = video < 0 ? entry->videoMuted : video == 1;
     if (audioMuted == entry->audioMuted && videoMuted == entry->videoMuted) return kResultOk;
-    if (audioMuted != entry->audioMuted) {
-        linphone_call_set_microphone_muted(entry->call, audioMuted ? TRUE : FALSE);
-        // A file played as the microphone (no sound card chosen) is mixed in
-        // past the microphone gain, so muting it locally changes nothing: we
-        // stop sending audio in the media description instead.
-        if (linphone_core_get_use_files(m_context.engine.core()) && (talking(entry->reported) || entry->sdpMuted)) {
-            LinphoneCallParams* params = paramsFor(entry->call, entry->video);
-            linphone_call_params_set_audio_direction(
-                params, audioMuted ? LinphoneMediaDirectionRecvOnly : LinphoneMediaDirectionSendRecv);
-            const LinphoneStatus status = linphone_call_update(entry->call, params);
-            linphone_call_params_unref(params);
-            if (status != 0) return kResultCallOperationFailed;
-            entry->sdpMuted = audioMuted;
-        }
-    }
+    if (audioMuted != entry->audioMuted) linphone_call_set_microphone_muted(entry->call, audioMuted ? TRUE : FALSE);
     if (videoMuted != entry->videoMuted) linphone_call_enable_camera(entry->call, videoMuted ? FALSE : TRUE);
     entry->audioMuted = audioMuted;
     entry->videoMuted = videoMuted;
+    if (!entry->syncPosted) syncOfferedAudio(callId);
     announce(callId, CallEvent::kMediaChanged);
     return kResultOk;
+}
+
+void CallManager::syncOfferedAudio(int callId) {
+    // A file played as the microphone (no sound card chosen) is mixed in past
+    // the microphone gain, so muting it locally changes nothing: a mute stops
+    // our audio in the media description instead. The engine takes a new
+    // offer only between two transactions; a held call catches up once back.
+    Entry* entry = find(callId);
+    if (entry == nullptr) return;
+    entry->syncPosted = false;
+    if (!linphone_core_get_use_files(m_context.engine.core())) return;
+    if (entry->audioMuted == entry->sdpMuted || !talking(entry->reported)) return;
+    const LinphoneCallState now = linphone_call_get_state(entry->call);
+    if (now != LinphoneCallStateStreamsRunning && now != LinphoneCallStatePausedByRemote) {
+        entry->syncPosted = true;
+        m_context.queue.post([this, callId] { syncOfferedAudio(callId); });
+        return;
+    }
+    LinphoneCallParams* params = paramsFor(entry->call, entry->video);
+    linphone_call_params_set_audio_direction(
+        params, entry->audioMuted ? LinphoneMediaDirectionRecvOnly : LinphoneMediaDirectionSendRecv);
+    const LinphoneStatus status = linphone_call_update(entry->call, params);
+    linphone_call_params_unref(params);
+    if (status != 0) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "call [" << callId << "] audio direction not renegotiated");
+        return;
+    }
+    entry->sdpMuted = entry->audioMuted;
 }
 
 int CallManager::hold(int callId) {

@@ -63,7 +63,8 @@ private:
         bool announced = false;                 // any state told yet
         bool audioMuted = false;
         bool videoMuted = false;
-        bool sdpMuted = false;  // our audio is "recvonly" in the media description for a mute
+        bool sdpMuted = false;    // our audio is "recvonly" in the media description for a mute
+        bool syncPosted = false;  // a syncOfferedAudio waits in the queue
         VideoDirection video = VideoDirection::Inactive;
         bool conference = false;
         int transferPeer = 0;  // the other call of an attended transfer, 0 when none
@@ -92,6 +93,9 @@ private:
     int placeCall(const std::string& uri, VideoDirection video, int& callId);
     // 1 mutes, 0 unmutes, -1 leaves as it is; the call exists.
     int setMuted(int callId, int audio, int video);
+    // Brings the audio direction we offer in line with the mute, now or
+    // from a later pump when the engine is between transactions.
+    void syncOfferedAudio(int callId);
     void endTransfer(int callId);
     void pumpDtmf();
 
