@@ -241,7 +241,7 @@ TEST_F(FrameworkCalls, OutgoingCallAnsweredListedAndEndedByTheRemote) {
 
     // A second call gets the next id; both are listed in id order.
     auto carol = remote("carol", 880, true);
-    const int second = connectTo(*carol, "sip:carol@" + m_sip.domain());
+    const int second = connectTo(*carol, "SIP:carol@" + m_sip.domain());
     EXPECT_GT(second, id);
     EXPECT_EQ(calls(), (std::vector<int>{id, second}));
     EXPECT_EQ(m_pZep->endCall(second), 0);

@@ -3,6 +3,7 @@
 #include <linphone/core.h>
 #include <linphone/factory.h>
 
+#include <cctype>
 #include <regex>
 
 #include <zepwrapper/ZepCallStateObserver.h>
@@ -337,7 +338,9 @@ void CallManager::handleTransferState(LinphoneCall* call, int engineState) {
 
 int CallManager::recipientAddress(const std::string& recipient, std::string& uri) const {
     static const std::regex kUser("[A-Za-z0-9._~!$&'()*+,;=%-]+");
-    if (recipient.compare(0, 4, "sip:") == 0 || recipient.compare(0, 5, "sips:") == 0) {
+    std::string scheme = recipient.substr(0, recipient.find(':') == std::string::npos ? 0 : recipient.find(':') + 1);
+    for (char& c : scheme) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (scheme == "sip:" || scheme == "sips:") {
         uri = recipient;
     } else if (std::regex_match(recipient, kUser)) {
         uri = "sip:" + recipient + "@" + m_account.sipDomain();
