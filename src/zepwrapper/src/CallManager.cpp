@@ -54,7 +54,8 @@ struct CallManager::EngineCallbacks {
 CallManager::CallManager(FrameworkContext context, const AccountManager& account)
     : m_context(context), m_account(account) {}
 
-CallManager::~CallManager() { onEngineStopping(); }
+// At exit nobody is told: observers may be gone already.
+CallManager::~CallManager() { dropAll(false); }
 
 void CallManager::onEngineStarted() {
     LinphoneCore* core = m_context.engine.core();
@@ -76,7 +77,9 @@ void CallManager::onEngineStarted() {
     linphone_core_add_callbacks(core, m_pCbs);
 }
 
-void CallManager::onEngineStopping() {
+void CallManager::onEngineStopping() { dropAll(true); }
+
+void CallManager::dropAll(bool tell) {
     LinphoneCore* core = m_context.engine.core();
     if (m_pCbs != nullptr) {
         if (core != nullptr) linphone_core_remove_callbacks(core, m_pCbs);
@@ -92,7 +95,7 @@ void CallManager::onEngineStopping() {
     std::vector<std::pair<int, std::shared_ptr<ZepCallInfo>>> ended;
     for (auto& item : m_calls) {
         Entry& entry = item.second;
-        if (entry.reported == CallState::Idle) continue;
+        if (!tell || entry.reported == CallState::Idle) continue;
         entry.reported = CallState::Idle;
         entry.transferPeer = 0;
         ended.emplace_back(item.first, snapshot(item.first, entry));

@@ -75,6 +75,8 @@ private:
 
     struct EngineCallbacks;
     friend struct EngineCallbacks;
+    // Forgets every call and the engine callbacks; with tell, live calls are reported ended.
+    void dropAll(bool tell);
     void handleState(LinphoneCall* call, int engineState);
     void handleTransferState(LinphoneCall* call, int engineState);
 
