@@ -275,12 +275,27 @@ TEST_F(HostCallsTest, HoldMuteAndKeypadReachTheRemote) {
     EXPECT_TRUE(waitState(id, kConnected, from)) << statesText(id);
     EXPECT_TRUE(bob->waitCallState(b, "StreamsRunning", 10s, peerFrom));
 
-    // The host's microphone is heard, then silence while muted, then heard again.
+    // The host's microphone is heard, then silence once the call reports it muted, then heard again.
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
-    EXPECT_EQ(errorOf("mute", onCall(id, ", \"muteAudio\": true")), "");
-    EXPECT_LT(levelUntil(*bob, [](double v) { return v < kSilent; }), kSilent);
-    EXPECT_EQ(errorOf("unmute", onCall(id, ", \"unmuteAudio\": true")), "");
-    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
+    for (const bool mute : {true, false}) {
+        from = mark();
+        EXPECT_EQ(
+            errorOf(mute ? "mute" : "unmute", onCall(id, mute ? ", \"muteAudio\": true" : ", \"unmuteAudio\": true")),
+            "");
+        ptree changed;
+        EXPECT_TRUE(waitChange(
+            [&](const ptree& c) {
+                return c.get<int>("callId", -1) == id &&
+                       c.get<std::string>("audioMuted", "") == (mute ? "true" : "false");
+            },
+            from, &changed));
+        EXPECT_TRUE(hasCapability(changed, mute ? "canUnmuteAudio" : "canMuteAudio"));
+        if (mute) {
+            EXPECT_LT(levelUntil(*bob, [](double v) { return v < kSilent; }), kSilent);
+        } else {
+            EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
+        }
+    }
 
     for (const char* digit : {"1", "#", "9", "*", "D"}) {
         EXPECT_EQ(errorOf("sendDTMF", onCall(id, std::string(", \"digit\": \"") + digit + "\"")), "") << digit;
@@ -366,16 +381,17 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
     const std::string pair = "{\"callId\": " + std::to_string(toBob) + ", \"joinCallId\": " + std::to_string(toCarol);
     EXPECT_EQ(errorOf("joinCalls", pair + ", \"mix\": true}"), "eInvalidArgument");
     ASSERT_EQ(errorOf("joinCalls", pair + "}"), "");
+    // Each call reports joining, and the one held while the other was placed is resumed into it.
     for (const int id : {toBob, toCarol}) {
-        ptree joined;
+        auto in = [id](const ptree& c) {
+            return c.get<int>("callId", -1) == id && c.get<std::string>("isConference", "") == "true";
+        };
         EXPECT_TRUE(waitChange(
-            [&](const ptree& c) {
-                return c.get<int>("callId", -1) == id && c.get<std::string>("isConference", "") == "true";
-            },
-            from, &joined))
+            [&](const ptree& c) { return in(c) && c.get<std::string>("callEvent", "") == "evJoined"; }, from))
             << statesText(id);
-        EXPECT_EQ(joined.get<std::string>("callState", ""), kConnected);
-        EXPECT_EQ(joined.get<std::string>("callEvent", ""), "evJoined");
+        EXPECT_TRUE(waitChange(
+            [&](const ptree& c) { return in(c) && c.get<std::string>("callState", "") == kConnected; }, from))
+            << statesText(id);
     }
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
     EXPECT_GT(levelUntil(*carol, [](double v) { return v > kHeard; }), kHeard);
