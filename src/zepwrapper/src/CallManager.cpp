@@ -33,6 +33,20 @@ LinphoneMediaDirection engineDirection(VideoDirection d) {
 
 std::string text(const char* s) { return s ? s : ""; }
 
+// Something to record from and something to play to.
+bool hasSoundCard(LinphoneCore* core) {
+    bool record = false;
+    bool play = false;
+    bctbx_list_t* devices = linphone_core_get_audio_devices(core);
+    for (bctbx_list_t* it = devices; it != nullptr; it = bctbx_list_next(it)) {
+        auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
+        record = record || linphone_audio_device_has_capability(device, LinphoneAudioDeviceCapabilityRecord);
+        play = play || linphone_audio_device_has_capability(device, LinphoneAudioDeviceCapabilityPlay);
+    }
+    bctbx_list_free_with_data(devices, reinterpret_cast<bctbx_list_free_func>(linphone_audio_device_unref));
+    return record && play;
+}
+
 bool talking(CallState s) { return s == CallState::Connected || s == CallState::RemHold; }
 }  // namespace
 
@@ -63,13 +77,18 @@ void CallManager::onEngineStarted() {
     // Digits go in the media stream as RFC 4733 events, never as SIP INFO.
     linphone_core_set_use_rfc2833_for_dtmf(core, TRUE);
     linphone_core_set_use_info_for_dtmf(core, FALSE);
-    // Until sound devices are chosen the engine plays and records files;
-    // "[zep] play_file" / "record_file" name them (a tone for tests).
+    // Calls use the sound card. Files stand in for it when "[zep] play_file"
+    // or "record_file" name them (a tone for tests), or when the machine has
+    // nothing to record from or play to (then we send silence).
     LinphoneConfig* config = linphone_core_get_config(core);
     const std::string play = text(linphone_config_get_string(config, "zep", "play_file", ""));
     const std::string record = text(linphone_config_get_string(config, "zep", "record_file", ""));
+    const bool files = !play.empty() || !record.empty() || !hasSoundCard(core);
+    linphone_core_set_use_files(core, files ? TRUE : FALSE);
     if (!play.empty()) linphone_core_set_play_file(core, play.c_str());
     if (!record.empty()) linphone_core_set_record_file(core, record.c_str());
+    ZEP_LOG(OZKLogLevelInfo, kSrc,
+            "call audio: " << (files ? "files [" + play + "] [" + record + "]" : std::string("sound card")));
     m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
     linphone_core_cbs_set_user_data(m_pCbs, this);
     linphone_core_cbs_set_call_state_changed(m_pCbs, &EngineCallbacks::callState);

@@ -54,9 +54,8 @@ void LinphoneEngine::configure() {
     linphone_core_enable_auto_iterate(m_pCore, FALSE);
     linphone_core_set_user_agent(m_pCore, kUserAgentName, kUserAgentVersion);
 
-    // No sound card needed: calls play and record files until device
-    // selection arrives. No camera or video window yet either.
-    linphone_core_set_use_files(m_pCore, TRUE);
+    // The call manager picks the sound card or files. No camera or video
+    // window yet.
     linphone_core_enable_video_capture(m_pCore, FALSE);
     linphone_core_enable_video_display(m_pCore, FALSE);
     linphone_core_enable_video_preview(m_pCore, FALSE);
