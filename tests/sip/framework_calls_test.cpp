@@ -57,6 +57,18 @@ public:
     std::vector<int> transfers;
 };
 
+// How many call changes had arrived when the framework said it stopped.
+class StopWatcher : public ZepStartupObserver {
+public:
+    explicit StopWatcher(const CallRecorder& calls) : m_calls(calls) {}
+    void onZepMediaDeviceFeatureSetStarted() override {}
+    void onZepMediaDeviceFeatureSetStopped() override { changesAtStop = m_calls.changes.size(); }
+    size_t changesAtStop = 0;
+
+private:
+    const CallRecorder& m_calls;
+};
+
 class SignInWatcher : public ZepLoginObserver {
 public:
     void onSSOShowWindow(bool) override {}
@@ -378,10 +390,14 @@ TEST_F(FrameworkCalls, HoldResumeMuteAndDigitsReachTheRemote) {
     ASSERT_EQ(m_pZep->getCallInfo(id, info), 0);
     EXPECT_EQ(info->getVideoDirection(), "RecvOnly");
 
-    // Stopping the framework ends the call, and says so before it returns.
+    // Stopping the framework ends the call, and says so before it returns
+    // and before it says it stopped.
+    auto stops = std::make_shared<StopWatcher>(*m_spCalls);
+    m_pZep->registerObserver(stops);
     from = mark();
     m_pZep->stop();
     EXPECT_NE(change(id, "Idle", from), nullptr);
+    EXPECT_EQ(stops->changesAtStop, m_spCalls->changes.size());
     EXPECT_TRUE(peerCallState(*bob, "Released")) << bob->logText();
 }
 

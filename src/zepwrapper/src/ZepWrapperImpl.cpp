@@ -66,9 +66,10 @@ void ZepWrapperImpl::stop() {
     // Work queued while running belongs to this run: observers see it, and
     // "started" before "stopped", rather than in the next run.
     m_queue.runPending();
+    // Pages hear that their calls ended before they hear that we stopped.
+    m_calls.onEngineStopping();
     m_started = false;
     notifyStopped();
-    m_calls.onEngineStopping();
     m_account.onEngineStopping();
     m_engine.stop();
     const size_t dropped = m_queue.clear();
