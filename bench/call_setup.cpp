@@ -34,6 +34,7 @@
 
 #include "HostProcess.h"
 #include "KamailioFixture.h"
+#include "Samples.h"
 #include "SignedInHost.h"
 #include "SipPeer.h"
 
@@ -44,21 +45,14 @@ using tessel::test::SignedInHost;
 using tessel::test::SipPeer;
 using Clock = std::chrono::steady_clock;
 
+using pelabench::percentile;
+using pelabench::report;
+
 namespace {
 
 // The framework's words for a call in talk and a call that is over.
 const char* const kConnected = "Connected";
 const char* const kEnded = "Idle";
-
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[static_cast<size_t>(p * (v.size() - 1) + 0.5)];
-}
-
-void report(const char* label, const std::vector<double>& ms) {
-    printf("%-34s %zu calls: median %7.2f ms, p95 %7.2f ms, min %7.2f ms\n", label, ms.size(), percentile(ms, 0.5),
-           percentile(ms, 0.95), *std::min_element(ms.begin(), ms.end()));
-}
 
 double msSince(Clock::time_point t0) { return std::chrono::duration<double, std::milli>(Clock::now() - t0).count(); }
 
@@ -210,17 +204,17 @@ int main(int argc, char** argv) {
     if (!viaHost(sip, remote, count, host) || !viaBareCore(sip, remote, count, bare)) {
         return 1;
     }
-    report("host (pipe to pipe, Connected)", host.connected);
-    report("bare core to Connected", bare.connected);
-    report("bare core to StreamsRunning", bare.streams);
+    report("host (pipe to pipe, Connected)", "calls", host.connected);
+    report("bare core to Connected", "calls", bare.connected);
+    report("bare core to StreamsRunning", "calls", bare.streams);
     printf("host adds %.2f ms at the median, %.2f ms at p95 (against the bare core's Connected)\n",
            percentile(host.connected, 0.5) - percentile(bare.connected, 0.5),
            percentile(host.connected, 0.95) - percentile(bare.connected, 0.95));
     printf("steps, from writing the command:\n");
-    report("  host: reply with the call id", host.reply);
-    if (!host.dialing.empty()) report("  host: Dialing event", host.dialing);
-    if (!host.proceeding.empty()) report("  host: Proceeding (100 Trying)", host.proceeding);
-    if (!bare.progress.empty()) report("  bare: OutgoingProgress (100 Trying)", bare.progress);
+    report("  host: reply with the call id", "calls", host.reply);
+    if (!host.dialing.empty()) report("  host: Dialing event", "calls", host.dialing);
+    if (!host.proceeding.empty()) report("  host: Proceeding (100 Trying)", "calls", host.proceeding);
+    if (!bare.progress.empty()) report("  bare: OutgoingProgress (100 Trying)", "calls", bare.progress);
     printf("after 100 Trying: host %.2f ms, bare core %.2f ms to Connected (medians)\n",
            percentile(host.connected, 0.5) - (host.proceeding.empty() ? 0 : percentile(host.proceeding, 0.5)),
            percentile(bare.connected, 0.5) - (bare.progress.empty() ? 0 : percentile(bare.progress, 0.5)));

@@ -10,17 +10,14 @@
 #include <vector>
 
 #include "HostProcess.h"
+#include "Samples.h"
 
 using namespace pelatest;
 using Clock = std::chrono::steady_clock;
 
-namespace {
+using pelabench::percentile;
 
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    size_t i = static_cast<size_t>(p * (v.size() - 1) + 0.5);
-    return v[i];
-}
+namespace {
 
 bool roundTrip(HostProcess& host, int i, double& micros) {
     std::string id = "rt" + std::to_string(i);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "KamailioFixture.h"
+#include "Samples.h"
 #include "SignedInHost.h"
 #include "SipPeer.h"
 
@@ -22,17 +23,10 @@ using tessel::test::SignedInHost;
 using tessel::test::SipPeer;
 using Clock = std::chrono::steady_clock;
 
+using pelabench::percentile;
+using pelabench::report;
+
 namespace {
-
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[static_cast<size_t>(p * (v.size() - 1) + 0.5)];
-}
-
-void report(const char* label, const std::vector<double>& ms) {
-    printf("%-22s %zu sign-ins: median %.2f ms, p95 %.2f ms, min %.2f ms\n", label, ms.size(), percentile(ms, 0.5),
-           percentile(ms, 0.95), *std::min_element(ms.begin(), ms.end()));
-}
 
 bool viaHost(KamailioFixture& sip, int count, std::vector<double>& ms) {
     SignedInHost page(sip);
@@ -95,8 +89,8 @@ int main(int argc, char** argv) {
     if (!viaHost(sip, count, host) || !viaBareCore(sip, count, bare)) {
         return 1;
     }
-    report("host (pipe to pipe)", host);
-    report("bare liblinphone core", bare);
+    report("host (pipe to pipe)", "sign-ins", host);
+    report("bare liblinphone core", "sign-ins", bare);
     printf("host adds %.2f ms at the median\n", percentile(host, 0.5) - percentile(bare, 0.5));
     return 0;
 }
