@@ -11,13 +11,8 @@
 
 #include "AnswerTask.h"
 #include "CancelTransferTask.h"
-#include "CapturingLog.h"
-#include "CapturingSink.h"
-#include "ChannelClient.h"
 #include "CompleteTransferTask.h"
 #include "EndCallTask.h"
-#include "FakeZepWCmdClient.h"
-#include "FakeZepWrapper.h"
 #include "GetCallsTask.h"
 #include "HoldTask.h"
 #include "IDivertTask.h"
@@ -25,31 +20,18 @@
 #include "MuteTask.h"
 #include "OriginateTask.h"
 #include "ResumeTask.h"
-#include "SDKClientMessage.h"
 #include "SendDTMFTask.h"
 #include "SetVideoDirectionTask.h"
-#include "TaskContext.h"
 #include "TransferCallTask.h"
 #include "UnmuteTask.h"
+#include "TaskBench.h"
 
 using namespace tessel;
-using tessel::test::CapturingLog;
-using tessel::test::CapturingSink;
-using tessel::test::FakeZepWCmdClient;
-using tessel::test::FakeZepWrapper;
+using namespace tessel::test;
 
 namespace {
 
-const std::string kAbsent = "<absent>";
-
-template <class T>
-void runTask(std::shared_ptr<ITaskContext> ctx) {
-    T task;
-    task.setContext(ctx);
-    task.execute();
-}
-
-const std::map<std::string, std::function<void(std::shared_ptr<ITaskContext>)>> kTasks = {
+const std::map<std::string, TaskRunner> kTasks = {
     {"originate", runTask<OriginateTask>},
     {"answer", runTask<AnswerTask>},
     {"endCall", runTask<EndCallTask>},
@@ -66,15 +48,6 @@ const std::map<std::string, std::function<void(std::shared_ptr<ITaskContext>)>> 
     {"joinCalls", runTask<JoinCallTask>},
     {"getCalls", runTask<GetCallsTask>},
 };
-
-// Members are plain strings: the codec types "3" and "true" the same way.
-std::shared_ptr<Ptree> obj(std::initializer_list<std::pair<std::string, std::string>> members) {
-    auto t = std::make_shared<Ptree>();
-    for (const auto& m : members) {
-        t->push_back(std::make_pair(m.first, Ptree(m.second)));
-    }
-    return t;
-}
 
 // One accepted request of every command: what the framework must be asked,
 // and the entry and parameter lines logged on the way.
@@ -121,53 +94,9 @@ const std::vector<Accepted>& accepted() {
     return cases;
 }
 
-class CallTasksTest : public ::testing::Test {
+class CallTasksTest : public TaskBench {
 protected:
-    void SetUp() override {
-        spOut = std::make_shared<CapturingSink>();
-        spCmdcli = std::make_shared<FakeZepWCmdClient>();
-        spCmdcli->setZepWrapper(&zep);
-    }
-
-    std::shared_ptr<TaskContext> context(const std::string& name, std::shared_ptr<Ptree> content,
-                                         bool withMessage = true) {
-        auto ctx = std::make_shared<TaskContext>();
-        ctx->setLog(&log);
-        ctx->setTaskDoneSink(spOut);
-        ctx->setZepCmdcli(spCmdcli);
-        auto client = std::make_shared<ChannelClient>();
-        client->setId("page-1");
-        ctx->setChannelClient(client);
-        if (withMessage) {
-            auto request = std::make_shared<SDKClientMessage>();
-            request->setName(name);
-            request->setMessageId("m-" + name);
-            request->setContent(content);
-            ctx->setSDKClientMessage(request);
-        }
-        return ctx;
-    }
-
-    // The command's only reply (its server message); also keeps its JSON text.
-    Ptree run(const std::string& name, std::shared_ptr<Ptree> content) {
-        spOut->clear();
-        kTasks.at(name)(context(name, content));
-        auto messages = spOut->messages();
-        EXPECT_EQ(messages.size(), 1u) << name;
-        if (messages.size() != 1) {
-            return Ptree();
-        }
-        lastText = spOut->texts().front();
-        return messages[0].get_child("norvaChannelMessage.norvaSDKServerMessage");
-    }
-
-    static std::string error(const Ptree& reply) { return reply.get<std::string>("error", kAbsent); }
-
-    CapturingLog log;
-    FakeZepWrapper zep;
-    std::shared_ptr<CapturingSink> spOut;
-    std::shared_ptr<FakeZepWCmdClient> spCmdcli;
-    std::string lastText;
+    CallTasksTest() : TaskBench(kTasks) {}
 };
 
 }  // namespace

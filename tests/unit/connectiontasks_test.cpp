@@ -6,44 +6,26 @@
 #include <map>
 #include <string>
 
-#include "CapturingLog.h"
-#include "CapturingSink.h"
-#include "ChannelClient.h"
 #include "ConfigureTask.h"
 #include "ConnectTask.h"
 #include "EncryptPboxPasswordTask.h"
-#include "FakeZepWCmdClient.h"
-#include "FakeZepWrapper.h"
 #include "GetAvailableDevicesTask.h"
 #include "GetPropertyTask.h"
 #include "LogoutTask.h"
 #include "ResetDataTask.h"
-#include "SDKClientMessage.h"
 #include "SetPropertyTask.h"
 #include "SetUserProfileCredentialsTask.h"
 #include "SetUserProfileEmailAddressTask.h"
 #include "StartSignInTask.h"
 #include "SwitchModeTask.h"
-#include "TaskContext.h"
+#include "TaskBench.h"
 
 using namespace tessel;
-using tessel::test::CapturingLog;
-using tessel::test::CapturingSink;
-using tessel::test::FakeZepWCmdClient;
-using tessel::test::FakeZepWrapper;
+using namespace tessel::test;
 
 namespace {
 
-const std::string kAbsent = "<absent>";
-
-template <class T>
-void runTask(std::shared_ptr<ITaskContext> ctx) {
-    T task;
-    task.setContext(ctx);
-    task.execute();
-}
-
-const std::map<std::string, std::function<void(std::shared_ptr<ITaskContext>)>> kTasks = {
+const std::map<std::string, TaskRunner> kTasks = {
     {"connect", runTask<ConnectTask>},
     {"switchMode", runTask<SwitchModeTask>},
     {"logout", runTask<LogoutTask>},
@@ -58,16 +40,6 @@ const std::map<std::string, std::function<void(std::shared_ptr<ITaskContext>)>> 
     {"resetData", runTask<ResetDataTask>},
 };
 
-// Builds a content tree from "key=value" members; values "true"/"false" and
-// digits are typed by the codec the same way, so strings suffice here.
-std::shared_ptr<Ptree> obj(std::initializer_list<std::pair<std::string, std::string>> members) {
-    auto t = std::make_shared<Ptree>();
-    for (const auto& m : members) {
-        t->push_back(std::make_pair(m.first, Ptree(m.second)));
-    }
-    return t;
-}
-
 std::shared_ptr<Ptree> text(const std::string& value) { return std::make_shared<Ptree>(value); }
 
 std::shared_ptr<Ptree> list(const std::string& name, std::initializer_list<std::string> items) {
@@ -80,54 +52,9 @@ std::shared_ptr<Ptree> list(const std::string& name, std::initializer_list<std::
     return t;
 }
 
-class ConnectionTasksTest : public ::testing::Test {
+class ConnectionTasksTest : public TaskBench {
 protected:
-    void SetUp() override {
-        spOut = std::make_shared<CapturingSink>();
-        spCmdcli = std::make_shared<FakeZepWCmdClient>();
-        spCmdcli->setZepWrapper(&zep);
-    }
-
-    std::shared_ptr<TaskContext> context(const std::string& name, std::shared_ptr<Ptree> content,
-                                         bool withMessage = true) {
-        auto ctx = std::make_shared<TaskContext>();
-        ctx->setLog(&log);
-        ctx->setTaskDoneSink(spOut);
-        ctx->setZepCmdcli(spCmdcli);
-        auto client = std::make_shared<ChannelClient>();
-        client->setId("page-1");
-        client->setHostname("trusted.example");
-        client->setType("Chrome");
-        ctx->setChannelClient(client);
-        if (withMessage) {
-            auto request = std::make_shared<SDKClientMessage>();
-            request->setName(name);
-            request->setMessageId("m-" + name);
-            request->setContent(content);
-            ctx->setSDKClientMessage(request);
-        }
-        return ctx;
-    }
-
-    // Runs the command and returns its only reply ("server message" part);
-    // fails the test when the number of replies is not one.
-    Ptree run(const std::string& name, std::shared_ptr<Ptree> content) {
-        spOut->clear();
-        kTasks.at(name)(context(name, content));
-        auto messages = spOut->messages();
-        EXPECT_EQ(messages.size(), 1u) << name;
-        if (messages.size() != 1) {
-            return Ptree();
-        }
-        return messages[0].get_child("norvaChannelMessage.norvaSDKServerMessage");
-    }
-
-    static std::string error(const Ptree& reply) { return reply.get<std::string>("error", kAbsent); }
-
-    CapturingLog log;
-    FakeZepWrapper zep;
-    std::shared_ptr<CapturingSink> spOut;
-    std::shared_ptr<FakeZepWCmdClient> spCmdcli;
+    ConnectionTasksTest() : TaskBench(kTasks) {}
 };
 
 }  // namespace
@@ -203,8 +130,8 @@ TEST_F(ConnectionTasksTest, FrameworkCodesReachThePage) {
         {"startSignIn", "startSignIn", obj({}), 20, "eSyntaxError"},
         {"startSignIn", "startSignIn", obj({}), 9, "eSyntaxError"},
         // Results that are deliberately ignored.
-        {"logout", "logout", nullptr, 8, kAbsent.c_str()},
-        {"switchMode", "connect", obj({{"deviceName", "d"}}), 4, kAbsent.c_str()},
+        {"logout", "logout", nullptr, 8, kAbsent},
+        {"switchMode", "connect", obj({{"deviceName", "d"}}), 4, kAbsent},
     };
     for (const Case& c : cases) {
         zep.setResult(c.operation, c.code);
