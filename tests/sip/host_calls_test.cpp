@@ -30,6 +30,10 @@ const char* const kCapHold = "canHold";
 const char* const kCapResume = "canResume";
 const char* const kCapAnswer = "canAnswer";
 const char* const kCapDivert = "canImmediateDivert";
+const char* const kCapEnd = "canEndCall";
+const char* const kCapTransfer = "canTransfer";
+const char* const kCapComplete = "canCompleteTransfer";
+const char* const kCapCancel = "canCancelTransfer";
 
 // Audio levels at a peer, dBm0: its tone sender's level is far above the first,
 // silence far below the second.
@@ -41,13 +45,17 @@ protected:
     void SetUp() override { ASSERT_TRUE(sip.start()) << sip.error(); }
 
     // The host signed in as alice. Its microphone is silence unless hostToneHz
-    // names a tone for it to send.
-    void signIn(double hostToneHz = 0) {
+    // names a tone for it to send; zepSettings are more lines for the engine's [zep] section.
+    void signIn(double hostToneHz = 0, const std::string& zepSettings = "") {
         page = std::make_unique<SignedInHost>(sip);
+        std::string config = zepSettings;
         if (hostToneHz > 0) {
             const std::string wav = files.path() + "/host.wav";
             ASSERT_TRUE(tessel::test::writeToneWav(wav, hostToneHz, 20.0));
-            page->setEngineConfig("[zep]\nplay_file=" + wav + "\n");
+            config += "play_file=" + wav + "\n";
+        }
+        if (!config.empty()) {
+            page->setEngineConfig("[zep]\n" + config);
         }
         ASSERT_TRUE(page->start()) << page->why();
         ASSERT_TRUE(page->signIn("alice")) << page->why();
@@ -97,17 +105,13 @@ protected:
         for (;;) {
             for (const ptree& c : changes(from)) {
                 if (pred(c)) {
-                    if (call != nullptr) {
-                        *call = c;
-                    }
+                    if (call != nullptr) *call = c;
                     return true;
                 }
             }
             const auto left =
                 std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left <= 0ms) {
-                return false;
-            }
+            if (left <= 0ms) return false;
             page->waitForEvent("callstatechange", left);
         }
     }
@@ -119,6 +123,11 @@ protected:
                        c.get<std::string>("callState", "") == state;
             },
             from, call);
+    }
+    // The callEvent of the first change of callId into state from `from` on, "" if none came.
+    std::string eventInto(int callId, const std::string& state, size_t from) {
+        ptree call;
+        return waitState(callId, state, from, &call) ? call.get<std::string>("callEvent", "") : "";
     }
     // The states reported for callId, consecutive repeats folded.
     std::vector<std::string> statesOf(int callId) const {
@@ -134,6 +143,19 @@ protected:
 
     // The call objects of a "getCalls" reply.
     ptree listed() { return ask("getCalls").get_child("content.calls", ptree()); }
+    std::vector<int> listedIds() {
+        std::vector<int> ids;
+        for (const auto& c : listed()) ids.push_back(c.second.get<int>("callId", -1));
+        return ids;
+    }
+    // Reads the host until the call list is ids, for changes the list shows a moment later.
+    bool listedBecomes(const std::vector<int>& ids) {
+        for (int i = 0; i < 50; ++i) {
+            if (listedIds() == ids) return true;
+            std::this_thread::sleep_for(100ms);
+        }
+        return false;
+    }
 
     int originate(const std::string& recipient) {
         ptree reply = ask("originate", "{\"recipient\": \"" + recipient + "\"}");
@@ -145,9 +167,7 @@ protected:
         const size_t from = mark();
         const size_t peerFrom = peer.eventCount();
         const int id = originate(user);
-        if (id <= 0) {
-            return id;
-        }
+        if (id <= 0) return id;
         EXPECT_TRUE(waitState(id, kConnected, from)) << user << ": " << statesText(id);
         EXPECT_TRUE(peer.waitEvent("call", 10s, peerFrom));
         EXPECT_TRUE(peer.waitCallState(peer.lastCallId(), "StreamsRunning", 10s, peerFrom)) << peer.logText();
@@ -163,9 +183,7 @@ protected:
     static double levelUntil(SipPeer& peer, const std::function<bool(double)>& pred, int id = 0) {
         SipPeer::Stats stats;
         for (int i = 0; i < 40; ++i) {
-            if (peer.stats(stats, id) && pred(stats.volumeDbm0)) {
-                break;
-            }
+            if (peer.stats(stats, id) && pred(stats.volumeDbm0)) break;
             std::this_thread::sleep_for(150ms);
         }
         return stats.volumeDbm0;
@@ -187,7 +205,26 @@ protected:
     }
 
     static bool hasCapability(const ptree& call, const std::string& name) {
-        return call.get_child("capabilities").count(name) == 1;
+        return call.get_child("capabilities", ptree()).count(name) == 1;
+    }
+    // How many "attendedtransferstatechange" events have come so far.
+    size_t transferEvents() const {
+        size_t n = 0;
+        for (const std::string& text : page->seen()) {
+            n += pelatest::isEvent(pelatest::parseJson(text), "attendedtransferstatechange") ? 1 : 0;
+        }
+        return n;
+    }
+    // Whether the peer gets a call with `who` running with media, among its events from `from` on.
+    static bool talkingTo(SipPeer& peer, const std::string& who, size_t from) {
+        for (int i = 0; i < 100; ++i) {
+            for (size_t e = from; e < peer.eventCount(); ++e) {
+                const std::string& ev = peer.events()[e];
+                if (ev.find("StreamsRunning") != std::string::npos && ev.find(who) != std::string::npos) return true;
+            }
+            peer.waitEvent("call", 100ms, peer.eventCount());
+        }
+        return false;
     }
 
     KamailioFixture sip;
@@ -197,83 +234,158 @@ protected:
 
 }  // namespace
 
-TEST_F(HostCallsTest, OutgoingCallAnsweredListedAndEndedByTheRemote) {
+TEST_F(HostCallsTest, OutgoingCallsAnsweredListedRefusedAndEndedByTheRemote) {
     ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 660, false);
+    for (const char* bad : {"", "bob smith", "@sip.test", "sip:"}) {
+        EXPECT_EQ(errorOf("originate", std::string("{\"recipient\": \"") + bad + "\"}"), "eInvalidArgument") << bad;
+    }
+    EXPECT_EQ(errorOf("originate", "{\"recipient\": \"bob\", \"videoDirection\": \"Sideways\"}"), "eInvalidArgument");
+    EXPECT_TRUE(listed().empty()) << "a refused call is not placed";
+
     const int id = originate("bob");
     ASSERT_GT(id, 0);
     const int b = bob->waitIncomingCall(10s);
     ASSERT_GT(b, 0) << bob->logText();
-    ASSERT_TRUE(waitState(id, kRingOut)) << statesText(id);
-    ASSERT_TRUE(bob->command("answer " + std::to_string(b)));
     ptree call;
+    ASSERT_TRUE(waitState(id, kRingOut, 0, &call)) << statesText(id);
+    EXPECT_TRUE(hasCapability(call, kCapEnd));
+    ASSERT_TRUE(bob->command("answer " + std::to_string(b)));
     ASSERT_TRUE(waitState(id, kConnected, 0, &call)) << statesText(id);
 
     // The documented states, in order (repeats folded, none skipped).
     EXPECT_EQ(statesOf(id), kOutgoingOrder);
+    EXPECT_EQ(call.get<std::string>("callEvent"), "evConnected");
     EXPECT_EQ(call.get<std::string>("exists"), "true");
+    EXPECT_EQ(call.get<int>("numericState"), 5);
     EXPECT_EQ(call.get<std::string>("callType"), "Outgoing");
+    EXPECT_EQ(call.get<std::string>("videoDirection"), "Inactive");
     EXPECT_EQ(call.get<std::string>("localParticipant.directoryNumber"), "alice");
     ASSERT_EQ(call.get_child("participants").size(), 1u);
-    EXPECT_NE(call.get_child("participants").front().second.get<std::string>("uri").find("bob@" + sip.domain()),
-              std::string::npos);
-    EXPECT_TRUE(hasCapability(call, kCapHold));
-    EXPECT_FALSE(hasCapability(call, kCapAnswer));
+    EXPECT_EQ(call.get_child("participants").front().second.get<std::string>("number"), "bob");
+    EXPECT_EQ(call.get_child("participants").front().second.get<std::string>("uri"), "sip:bob@" + sip.domain());
+    for (const char* cap : {kCapHold, kCapEnd, kCapTransfer}) EXPECT_TRUE(hasCapability(call, cap)) << cap;
+    for (const char* cap : {kCapAnswer, kCapResume, kCapComplete}) EXPECT_FALSE(hasCapability(call, cap)) << cap;
 
-    const ptree calls = listed();
+    // Refused requests reach the page and leave the call and the remote alone.
+    const size_t peerFrom = bob->eventCount();
+    EXPECT_EQ(errorOf("hold", onCall(987)), "eInvalidCallId");
+    EXPECT_EQ(errorOf("answer", onCall(id)), "eInvalidState");
+    EXPECT_EQ(errorOf("resume", onCall(id)), "eInvalidState");
+    EXPECT_EQ(errorOf("iDivert", onCall(id)), "eInvalidState");
+    EXPECT_EQ(errorOf("completeTransfer", onCall(id)), "eInvalidState") << "no transfer under way";
+    EXPECT_EQ(errorOf("hold", onCall(id, ", \"when\": \"now\"")), "eInvalidArgument");
+    EXPECT_EQ(errorOf("hold"), "eInvalidArgument");
+    std::this_thread::sleep_for(500ms);
+    bob->poll();
+    EXPECT_EQ(bob->eventCount(), peerFrom);
+    ptree calls = listed();
     ASSERT_EQ(calls.size(), 1u);
-    const ptree& first = calls.front().second;
-    EXPECT_EQ(first.get<int>("callId"), id);
-    EXPECT_EQ(first.get<std::string>("callState"), kConnected);
-    EXPECT_EQ(first.get<std::string>("callEvent"), "evOther");
+    EXPECT_EQ(calls.front().second.get<int>("callId"), id);
+    EXPECT_EQ(calls.front().second.get<std::string>("callState"), kConnected);
+    EXPECT_EQ(calls.front().second.get<std::string>("callEvent"), "evOther");
 
+    // A second call, to a URI written in capitals, gets a later id; both are listed in id order.
+    auto carol = remote("carol", 880, true);
+    const int second = connectTo(*carol, "SIP:carol@" + sip.domain());
+    EXPECT_GT(second, id);
+    EXPECT_EQ(listedIds(), (std::vector<int>{id, second}));
+    EXPECT_EQ(errorOf("endCall", onCall(second)), "");
+
+    const size_t from = mark();
     ASSERT_TRUE(bob->command("hangup " + std::to_string(b)));
-    EXPECT_TRUE(waitState(id, kEnded)) << statesText(id);
-    EXPECT_EQ(ask("getCalls").get<std::string>("error", ""), "");
-    EXPECT_TRUE(listed().empty());
+    ASSERT_TRUE(waitState(id, kEnded, from, &call)) << statesText(id);
+    EXPECT_EQ(call.get<std::string>("callEvent"), "evEnded");
+    EXPECT_TRUE(call.get_child("capabilities").empty());
+    EXPECT_TRUE(listedBecomes({}));
+    EXPECT_EQ(errorOf("hold", onCall(id)), "eInvalidCallId") << "an ended call's id is unknown";
 }
 
-TEST_F(HostCallsTest, IncomingCallAnsweredThenEndedByThePage) {
+TEST_F(HostCallsTest, IncomingCallAnsweredEndedThenDeclinedByDivert) {
     ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 660, false);
     ASSERT_TRUE(bob->command("call " + sip.userUri("alice")));
     ptree ringing;
     ASSERT_TRUE(waitState(0, kRingIn, 0, &ringing));
     const int id = ringing.get<int>("callId");
+    EXPECT_EQ(ringing.get<std::string>("callEvent"), "evRingIn");
+    EXPECT_EQ(ringing.get<int>("numericState"), 4);
     EXPECT_EQ(ringing.get<std::string>("callType"), "Incoming");
+    EXPECT_EQ(ringing.get_child("participants").front().second.get<std::string>("number"), "bob");
     EXPECT_TRUE(hasCapability(ringing, kCapAnswer));
     EXPECT_TRUE(hasCapability(ringing, kCapDivert));
     EXPECT_FALSE(hasCapability(ringing, kCapHold));
+    EXPECT_EQ(errorOf("hold", onCall(id)), "eInvalidState");
 
     EXPECT_EQ(errorOf("answer", onCall(id)), "");
     EXPECT_TRUE(waitState(id, kConnected)) << statesText(id);
     EXPECT_TRUE(bob->waitCallState(bob->lastCallId(), "StreamsRunning", 10s)) << bob->logText();
-
+    EXPECT_EQ(errorOf("iDivert", onCall(id)), "eInvalidState") << "a connected call is not diverted";
     EXPECT_EQ(errorOf("endCall", onCall(id)), "");
     EXPECT_TRUE(waitState(id, kEnded)) << statesText(id);
     EXPECT_TRUE(bob->waitCallState(bob->lastCallId(), "Released", 10s));
+
+    // Ringing again: divert without a configured target declines it, 603 at the caller.
+    const size_t from = mark();
+    const size_t peerFrom = bob->eventCount();
+    std::string reply;  // "ok call <id>"
+    ASSERT_TRUE(bob->command("call " + sip.userUri("alice"), &reply));
+    ASSERT_TRUE(waitState(0, kRingIn, from, &ringing));
+    const int again = ringing.get<int>("callId");
+    EXPECT_GT(again, id);
+    EXPECT_EQ(errorOf("iDivert", onCall(again)), "");
+    EXPECT_TRUE(bob->waitEvent("call " + reply.substr(reply.rfind(' ') + 1) + " End 603", 10s, peerFrom))
+        << ::testing::PrintToString(bob->events());
+    EXPECT_TRUE(waitState(again, kEnded, from)) << statesText(again);
 }
 
-TEST_F(HostCallsTest, HoldMuteAndKeypadReachTheRemote) {
+TEST_F(HostCallsTest, IncomingCallDivertedToTheConfiguredTarget) {
+    ASSERT_NO_FATAL_FAILURE(signIn(0, "divert_target=" + sip.userUri("carol") + "\n"));
+    auto bob = remote("bob", 660, false);
+    auto carol = remote("carol", 880, false);
+    ASSERT_TRUE(bob->command("call " + sip.userUri("alice")));
+    ptree ringing;
+    ASSERT_TRUE(waitState(0, kRingIn, 0, &ringing));
+    EXPECT_EQ(errorOf("iDivert", onCall(ringing.get<int>("callId"))), "");
+    // The redirect (302) reaches bob; his engine follows it to carol.
+    EXPECT_GT(carol->waitIncomingCall(15s), 0) << ::testing::PrintToString(bob->events());
+}
+
+TEST_F(HostCallsTest, HoldMuteKeypadAndVideoReachTheRemoteAndClosingEndsTheCall) {
     ASSERT_NO_FATAL_FAILURE(signIn(1000));
     auto bob = remote("bob", 660, true);
     const int id = connectTo(*bob, "bob");
     ASSERT_GT(id, 0);
     const int b = bob->lastCallId();
+    const std::string bobCall = " " + std::to_string(b);
 
     size_t from = mark();
     size_t peerFrom = bob->eventCount();
     ptree held;
     EXPECT_EQ(errorOf("hold", onCall(id)), "");
     ASSERT_TRUE(waitState(id, kHeld, from, &held)) << statesText(id);
+    EXPECT_EQ(held.get<std::string>("callEvent"), "evHeld");
     EXPECT_TRUE(hasCapability(held, kCapResume));
     EXPECT_FALSE(hasCapability(held, kCapHold));
     EXPECT_TRUE(bob->waitCallState(b, "PausedByRemote", 10s, peerFrom));
+    EXPECT_EQ(errorOf("sendDTMF", onCall(id, ", \"digit\": \"1\"")), "eInvalidState") << "no digits while held";
     from = mark();
     peerFrom = bob->eventCount();
     EXPECT_EQ(errorOf("resume", onCall(id)), "");
-    EXPECT_TRUE(waitState(id, kConnected, from)) << statesText(id);
+    EXPECT_EQ(eventInto(id, kConnected, from), "evResumed") << statesText(id);
     EXPECT_TRUE(bob->waitCallState(b, "StreamsRunning", 10s, peerFrom));
+
+    // The far end holds us, then resumes.
+    from = mark();
+    peerFrom = bob->eventCount();
+    ASSERT_TRUE(bob->command("hold" + bobCall));
+    ptree remHeld;
+    ASSERT_TRUE(waitState(id, "RemHold", from, &remHeld)) << statesText(id);
+    EXPECT_EQ(remHeld.get<std::string>("callEvent"), "evRemoteHeld");
+    EXPECT_TRUE(hasCapability(remHeld, kCapHold));
+    ASSERT_TRUE(bob->waitCallState(b, "Paused", 10s, peerFrom));
+    ASSERT_TRUE(bob->command("resume" + bobCall));
+    EXPECT_EQ(eventInto(id, kConnected, from), "evRemoteResumed") << statesText(id);
 
     // The host's microphone is heard, then silence once the call reports it muted, then heard again.
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
@@ -289,6 +401,7 @@ TEST_F(HostCallsTest, HoldMuteAndKeypadReachTheRemote) {
                        c.get<std::string>("audioMuted", "") == (mute ? "true" : "false");
             },
             from, &changed));
+        EXPECT_EQ(changed.get<std::string>("callEvent", ""), "evMediaChanged");
         EXPECT_TRUE(hasCapability(changed, mute ? "canUnmuteAudio" : "canMuteAudio"));
         if (mute) {
             EXPECT_LT(levelUntil(*bob, [](double v) { return v < kSilent; }), kSilent);
@@ -296,77 +409,101 @@ TEST_F(HostCallsTest, HoldMuteAndKeypadReachTheRemote) {
             EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
         }
     }
+    // Muted while held: still silent once resumed.
+    from = mark();
+    EXPECT_EQ(errorOf("hold", onCall(id)), "");
+    ASSERT_TRUE(waitState(id, kHeld, from)) << statesText(id);
+    EXPECT_EQ(errorOf("mute", onCall(id, ", \"muteAudio\": true")), "");
+    EXPECT_EQ(errorOf("resume", onCall(id)), "");
+    ASSERT_TRUE(waitState(id, kConnected, from)) << statesText(id);
+    EXPECT_LT(levelUntil(*bob, [](double v) { return v < kSilent; }), kSilent) << "muted while held";
+    EXPECT_EQ(errorOf("unmute", onCall(id, ", \"unmuteAudio\": true")), "");
+    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
 
-    for (const char* digit : {"1", "#", "9", "*", "D"}) {
+    for (const char* bad : {"", "12", "E", "+", " "}) {
+        EXPECT_EQ(errorOf("sendDTMF", onCall(id, std::string(", \"digit\": \"") + bad + "\"")), "eInvalidArgument")
+            << "[" << bad << "]";
+    }
+    for (const char* digit : {"1", "#", "9", "*", "d", "0"}) {
         EXPECT_EQ(errorOf("sendDTMF", onCall(id, std::string(", \"digit\": \"") + digit + "\"")), "") << digit;
     }
-    EXPECT_EQ(errorOf("sendDTMF", onCall(id, ", \"digit\": \"E\"")), "eInvalidArgument");
     std::string received;
-    for (int i = 0; i < 50 && received.size() < 5; ++i) {
+    for (int i = 0; i < 100 && received.size() < 6; ++i) {
         std::this_thread::sleep_for(100ms);
         received = bob->receivedDtmf();
     }
-    EXPECT_EQ(received, "1#9*D");
+    EXPECT_EQ(received, "1#9*D0");
+
+    EXPECT_EQ(errorOf("setVideoDirection", onCall(id, ", \"videoDirection\": \"Upward\"")), "eInvalidArgument");
+    from = mark();
+    EXPECT_EQ(errorOf("setVideoDirection", onCall(id, ", \"videoDirection\": \"RecvOnly\"")), "");
+    EXPECT_TRUE(waitChange(
+        [&](const ptree& c) {
+            return c.get<int>("callId", -1) == id && c.get<std::string>("videoDirection", "") == "RecvOnly";
+        },
+        from));
+    const ptree calls = listed();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls.front().second.get<std::string>("videoDirection", ""), "RecvOnly");
+
+    // The page going away (input closed) ends the live call at the remote, and the host exits cleanly.
+    peerFrom = bob->eventCount();
+    page->host().closeInput();
+    EXPECT_EQ(page->host().waitExit(20s), 0);
+    EXPECT_TRUE(bob->waitCallState(b, "Released", 10s, peerFrom)) << bob->logText();
 }
 
-TEST_F(HostCallsTest, AttendedTransferCompletedLeavesTheOtherTwoTalking) {
-    ASSERT_NO_FATAL_FAILURE(signIn());
-    auto bob = remote("bob", 440, true);
-    auto carol = remote("carol", 660, true);
-    const int id = connectTo(*bob, "bob");
-    ASSERT_GT(id, 0);
-    const size_t from = mark();
-    const size_t bobFrom = bob->eventCount();
-    EXPECT_EQ(errorOf("transferCall", onCall(id, ", \"transferToNumber\": \"carol\"")), "");
-    EXPECT_TRUE(waitState(id, kHeld, from)) << statesText(id);
-    ptree consult;
-    ASSERT_TRUE(waitState(0, kConnected, from, &consult));
-    const int consultId = consult.get<int>("callId");
-    EXPECT_NE(consultId, id);
-    EXPECT_TRUE(sawTransferEvent(id));
-
-    EXPECT_EQ(errorOf("completeTransfer", onCall(id)), "");
-    EXPECT_TRUE(waitState(id, kEnded, from)) << statesText(id);
-    EXPECT_TRUE(waitState(consultId, kEnded, from)) << statesText(consultId);
-    // Bob's new call goes to carol, with media, and he hears her tone.
-    std::string line;
-    ASSERT_TRUE(bob->waitEvent("call", 10s, bobFrom, &line));
-    bool bobWithCarol = false;
-    for (int i = 0; i < 100 && !bobWithCarol; ++i) {
-        for (size_t e = bobFrom; e < bob->eventCount(); ++e) {
-            const std::string& ev = bob->events()[e];
-            bobWithCarol |= ev.find("StreamsRunning") != std::string::npos && ev.find("carol") != std::string::npos;
-        }
-        if (!bobWithCarol) {
-            bob->waitEvent("call", 100ms, bob->eventCount());
-        }
-    }
-    EXPECT_TRUE(bobWithCarol) << bob->logText();
-    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
-}
-
-TEST_F(HostCallsTest, CancelledTransferReturnsToTheHeldCall) {
+TEST_F(HostCallsTest, AttendedTransferCancelledThenCompleted) {
     ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 440, true);
     auto carol = remote("carol", 660, true);
     const int id = connectTo(*bob, "bob");
     ASSERT_GT(id, 0);
     const int b = bob->lastCallId();
+
+    // Cancelled: the consultation call ends and bob is resumed.
     size_t from = mark();
     EXPECT_EQ(errorOf("transferCall", onCall(id, ", \"transferToNumber\": \"carol\"")), "");
+    EXPECT_EQ(errorOf("transferCall", onCall(id, ", \"transferToNumber\": \"carol\"")), "eInvalidState");
+    EXPECT_TRUE(waitState(id, kHeld, from)) << statesText(id);
     ptree consult;
     ASSERT_TRUE(waitState(0, kConnected, from, &consult));
-    const int consultId = consult.get<int>("callId");
+    int consultId = consult.get<int>("callId");
     ASSERT_NE(consultId, id);
+    EXPECT_TRUE(hasCapability(consult, kCapComplete) && hasCapability(consult, kCapCancel));
+    EXPECT_TRUE(sawTransferEvent(id));
     const int c = carol->lastCallId();
-
     from = mark();
-    const size_t bobFrom = bob->eventCount();
+    size_t bobFrom = bob->eventCount();
     EXPECT_EQ(errorOf("cancelTransfer", onCall(id)), "");
     EXPECT_TRUE(waitState(consultId, kEnded, from)) << statesText(consultId);
-    EXPECT_TRUE(waitState(id, kConnected, from)) << statesText(id);
+    ptree back;
+    EXPECT_TRUE(waitState(id, kConnected, from, &back)) << statesText(id);
+    EXPECT_TRUE(hasCapability(back, kCapTransfer));
+    EXPECT_FALSE(hasCapability(back, kCapCancel));
     EXPECT_TRUE(carol->waitCallState(c, "Released", 10s));
     EXPECT_TRUE(bob->waitCallState(b, "StreamsRunning", 10s, bobFrom));
+    EXPECT_TRUE(listedBecomes({id}));
+
+    // Completed (from the consultation call's side): bob and carol talk, we are out.
+    from = mark();
+    bobFrom = bob->eventCount();
+    const size_t carolFrom = carol->eventCount();
+    EXPECT_EQ(errorOf("transferCall", onCall(id, ", \"transferToNumber\": \"sip:carol@" + sip.domain() + "\"")), "");
+    ASSERT_TRUE(waitState(0, kConnected, from, &consult));
+    consultId = consult.get<int>("callId");
+    EXPECT_EQ(listedIds(), (std::vector<int>{id, consultId}));
+    EXPECT_TRUE(carol->waitCallState(carol->lastCallId(), "StreamsRunning", 10s, carolFrom));
+    const size_t transfersBefore = transferEvents();
+    EXPECT_EQ(errorOf("completeTransfer", onCall(consultId)), "");
+    EXPECT_TRUE(waitState(id, kEnded, from)) << statesText(id);
+    EXPECT_TRUE(waitState(consultId, kEnded, from)) << statesText(consultId);
+    if (transferEvents() <= transfersBefore) page->waitForEvent("attendedtransferstatechange", 10s);
+    EXPECT_GT(transferEvents(), transfersBefore);
+    // Bob's new call goes to carol, with media, and he hears her tone.
+    EXPECT_TRUE(talkingTo(*bob, "carol", bobFrom)) << bob->logText();
+    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
+    EXPECT_TRUE(listedBecomes({}));
 }
 
 TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
@@ -378,10 +515,13 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
     const int toCarol = connectTo(*carol, "carol");
     ASSERT_GT(toCarol, 0);
     const size_t from = mark();
-    const std::string pair = "{\"callId\": " + std::to_string(toBob) + ", \"joinCallId\": " + std::to_string(toCarol);
-    EXPECT_EQ(errorOf("joinCalls", pair + ", \"mix\": true}"), "eInvalidArgument");
-    ASSERT_EQ(errorOf("joinCalls", pair + "}"), "");
-    // Each call reports joining, and the one held while the other was placed is resumed into it.
+    const std::string pair = "{\"callId\": " + std::to_string(toBob) + ", \"joinCallId\": ";
+    EXPECT_EQ(errorOf("joinCalls", pair + std::to_string(toCarol) + ", \"mix\": true}"), "eInvalidArgument");
+    EXPECT_EQ(errorOf("joinCalls", pair + std::to_string(toBob) + "}"), "eInvalidArgument");
+    EXPECT_EQ(errorOf("joinCalls", pair + "999}"), "eInvalidCallId");
+    ASSERT_EQ(errorOf("joinCalls", pair + std::to_string(toCarol) + "}"), "");
+    // Each call reports joining, with both parties, and the one held while the other was placed is
+    // resumed into it.
     for (const int id : {toBob, toCarol}) {
         auto in = [id](const ptree& c) {
             return c.get<int>("callId", -1) == id && c.get<std::string>("isConference", "") == "true";
@@ -389,9 +529,12 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
         EXPECT_TRUE(waitChange(
             [&](const ptree& c) { return in(c) && c.get<std::string>("callEvent", "") == "evJoined"; }, from))
             << statesText(id);
+        ptree joined;
         EXPECT_TRUE(waitChange(
-            [&](const ptree& c) { return in(c) && c.get<std::string>("callState", "") == kConnected; }, from))
+            [&](const ptree& c) { return in(c) && c.get<std::string>("callState", "") == kConnected; }, from,
+            &joined))
             << statesText(id);
+        EXPECT_EQ(joined.get_child("participants", ptree()).size(), 2u);
     }
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
     EXPECT_GT(levelUntil(*carol, [](double v) { return v > kHeard; }), kHeard);
@@ -404,25 +547,4 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
     // Each recording holds the other party's tone.
     EXPECT_GT(tessel::test::toneShare(bob->recordFile(), 660, 60), 0.3);
     EXPECT_GT(tessel::test::toneShare(carol->recordFile(), 440, 60), 0.3);
-}
-
-TEST_F(HostCallsTest, RefusalsReachThePageAndLeaveTheCallAlone) {
-    ASSERT_NO_FATAL_FAILURE(signIn());
-    auto bob = remote("bob", 660, true);
-    const int id = connectTo(*bob, "bob");
-    ASSERT_GT(id, 0);
-    const size_t peerFrom = bob->eventCount();
-    EXPECT_EQ(errorOf("hold", onCall(987)), "eInvalidCallId");
-    EXPECT_EQ(errorOf("answer", onCall(id)), "eInvalidState");
-    EXPECT_EQ(errorOf("resume", onCall(id)), "eInvalidState");
-    EXPECT_EQ(errorOf("iDivert", onCall(id)), "eInvalidState");
-    EXPECT_EQ(errorOf("hold", onCall(id, ", \"when\": \"now\"")), "eInvalidArgument");
-    EXPECT_EQ(errorOf("hold"), "eInvalidArgument");
-    // None of it reached the remote party.
-    std::this_thread::sleep_for(500ms);
-    bob->poll();
-    EXPECT_EQ(bob->eventCount(), peerFrom);
-    const ptree calls = listed();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls.front().second.get<std::string>("callState"), kConnected);
 }
