@@ -1,6 +1,7 @@
-// What the telephony framework keeps to itself while signing in (the engine's file, retry pacing,
-// the password vault), against a real Kamailio on loopback; what a page sees is tested through the
-// host. The test thread pumps the framework as the host's task thread does, with bounded waits.
+// What the telephony framework keeps to itself, against a real Kamailio on loopback: the engine's
+// file, the retry pacing, the password vault, the order of its reports when it stops. What a page
+// sees is tested through the host. The test thread pumps the framework as the host's task thread
+// does, with bounded waits.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +21,7 @@
 
 #include "HostProcess.h"
 #include "KamailioFixture.h"
+#include "SipPeer.h"
 #include "../../src/zepwrapper/src/PasswordVault.h"
 
 namespace {
@@ -67,6 +69,26 @@ public:
     std::vector<std::string>& lines;
 };
 
+// Call states and the framework stopping, into the same journal.
+class CallRecorder : public ZepCallStateObserver {
+public:
+    explicit CallRecorder(std::vector<std::string>& l) : lines(l) {}
+    void onCallStateChange(const std::string&, std::shared_ptr<ZepCallInfo> call, int) override {
+        lines.push_back("call " + (call ? call->getCallState() : std::string("-")));
+    }
+    void onAttendedTransferStateChange(int) override {}
+    void onCallVideoResolutionChange(unsigned, unsigned, int) override {}
+    std::vector<std::string>& lines;
+};
+
+class StopRecorder : public ZepStartupObserver {
+public:
+    explicit StopRecorder(std::vector<std::string>& l) : lines(l) {}
+    void onZepMediaDeviceFeatureSetStarted() override {}
+    void onZepMediaDeviceFeatureSetStopped() override { lines.push_back("stopped"); }
+    std::vector<std::string>& lines;
+};
+
 mode_t modeOf(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
@@ -90,6 +112,8 @@ protected:
         m_pZep = zepWrapperGetInterface();
         m_pZep->registerObserver(m_spLogin);
         m_pZep->registerObserver(m_spConnection);
+        m_pZep->registerObserver(m_spCalls);
+        m_pZep->registerObserver(m_spStops);
         m_pZep->start();
         ASSERT_TRUE(m_pZep->isStarted());
         m_pZep->setLoryAddressList({m_sip.hostPort() + ";transport=tcp"});
@@ -100,6 +124,8 @@ protected:
         m_pZep->stop();
         m_pZep->unregisterObserver(m_spLogin);
         m_pZep->unregisterObserver(m_spConnection);
+        m_pZep->unregisterObserver(m_spCalls);
+        m_pZep->unregisterObserver(m_spStops);
         for (const auto& saved : m_savedEnv) setenv(saved.first.c_str(), saved.second.c_str(), 1);
     }
 
@@ -138,6 +164,8 @@ protected:
     ZepWrapperAPI* m_pZep = nullptr;
     std::shared_ptr<LoginRecorder> m_spLogin = std::make_shared<LoginRecorder>();
     std::shared_ptr<ConnectionRecorder> m_spConnection = std::make_shared<ConnectionRecorder>(m_spLogin->lines);
+    std::shared_ptr<CallRecorder> m_spCalls = std::make_shared<CallRecorder>(m_spLogin->lines);
+    std::shared_ptr<StopRecorder> m_spStops = std::make_shared<StopRecorder>(m_spLogin->lines);
 };
 
 TEST_F(FrameworkSignIn, TheEngineFileKeepsOnlyTheDigestAndResetDataEmptiesIt) {
@@ -195,6 +223,30 @@ TEST_F(FrameworkSignIn, RetriesAnUnreachableRegistrarAfter2Then4Then8Seconds) {
     std::string status;
     EXPECT_EQ(m_pZep->getConnectionStatus(status), 0);
     EXPECT_EQ(status, "Connected");
+}
+
+TEST_F(FrameworkSignIn, StoppingEndsLiveCallsAndReportsThemBeforeItReportsStopped) {
+    tessel::test::SipPeer::Options options;
+    options.name = "bob";
+    options.autoAnswer = true;
+    tessel::test::SipPeer bob(options);
+    ASSERT_TRUE(bob.start()) << bob.error();
+    ASSERT_TRUE(bob.registerAs(m_sip, "bob", "tcp")) << bob.logText();
+    ASSERT_NO_FATAL_FAILURE(signIn("alice", m_sip.password("alice")));
+    ASSERT_TRUE(waitFor("loggedin"));
+    int id = -1;
+    ASSERT_EQ(m_pZep->originate("bob", id, "Inactive", 0), 0);
+    ASSERT_TRUE(waitFor("call Connected")) << ::testing::PrintToString(m_spLogin->lines);
+
+    m_pZep->stop();  // no pumping after this: stop itself must report the end
+    const auto& lines = m_spLogin->lines;
+    const auto stopped = std::find(lines.begin(), lines.end(), "stopped");
+    ASSERT_NE(stopped, lines.end());
+    EXPECT_NE(std::find(lines.begin(), stopped, "call Idle"), stopped) << ::testing::PrintToString(lines);
+    EXPECT_EQ(std::find_if(stopped, lines.end(), [](const std::string& l) { return l.compare(0, 5, "call ") == 0; }),
+              lines.end())
+        << ::testing::PrintToString(lines);
+    EXPECT_TRUE(bob.waitCallState(bob.lastCallId(), "Released", 10s)) << bob.logText();
 }
 
 TEST_F(FrameworkSignIn, ThePasswordVaultRefusesAlteredTextAndOtherKeys) {
