@@ -157,10 +157,23 @@ TEST_F(HostSignInTest, WrongPasswordAsksAgainAndMalformedAddressIsRefused) {
 
     page.call("setUserProfileEmailAddress", "{\"email\": \"alice@" + sip.domain() + "\"}");
     ASSERT_TRUE(page.waitForEvent("userprofilecredentialsrequired", 20s, &prompt));
+    const ptree firstPrompt = prompt;
     sendCredentials(page, prompt, "alice", "wrong-" + sip.password("alice"));
+    ptree result;
+    ASSERT_TRUE(page.waitForEvent("authenticationresult", 20s, &result));
+    EXPECT_EQ(SignedInHost::field(result, "content.result"), "InvalidCredentials");
     ASSERT_TRUE(page.waitForEvent("userprofilecredentialsrequired", 20s, &prompt));
-    EXPECT_NE(prompt.get_child("norvaChannelMessage.norvaSDKServerMessage.content.errors").size(), 0u);
+    const ptree& errors = prompt.get_child("norvaChannelMessage.norvaSDKServerMessage.content.errors");
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_NE(errors.front().second.get<std::string>("error", "").find("wrong user name or password"), std::string::npos);
 
+    // Only the newest prompt may be answered.
+    const std::string staleId = SignedInHost::field(firstPrompt, "content.authenticatorId");
+    EXPECT_EQ(SignedInHost::field(page.call("setUserProfileCredentials",
+                                            "{\"authenticator\": " + staleId + ", \"username\": \"alice\", "
+                                            "\"password\": \"" + sip.password("alice") + "\"}"),
+                                  "error"),
+              "eInvalidArgument");
     sendCredentials(page, prompt, "alice", sip.password("alice"));
     EXPECT_TRUE(page.waitForEvent("loggedin", 20s));
 }
