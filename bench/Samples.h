@@ -16,8 +16,8 @@ inline double percentile(std::vector<double> v, double p) {
 
 // One line: label, count of what was timed, median, p95 and minimum in ms.
 inline void report(const char* label, const char* what, const std::vector<double>& ms) {
-    printf("%-34s %zu %s: median %7.2f ms, p95 %7.2f ms, min %7.2f ms\n", label, ms.size(), what,
-           percentile(ms, 0.5), percentile(ms, 0.95), *std::min_element(ms.begin(), ms.end()));
+    printf("%-34s %zu %s: median %7.2f ms, p95 %7.2f ms, min %7.2f ms\n", label, ms.size(), what, percentile(ms, 0.5),
+           percentile(ms, 0.95), *std::min_element(ms.begin(), ms.end()));
 }
 
 }  // namespace pelabench

@@ -54,7 +54,9 @@ namespace {
 const char* const kConnected = "Connected";
 const char* const kEnded = "Idle";
 
-double msSince(Clock::time_point t0) { return std::chrono::duration<double, std::milli>(Clock::now() - t0).count(); }
+double msSince(Clock::time_point t0) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+}
 
 // Reads the host until a "callstatechange" of callId reports state.
 bool readState(pelatest::HostProcess& host, int callId, const std::string& state) {

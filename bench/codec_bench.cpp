@@ -33,7 +33,10 @@ std::shared_ptr<Ptree> makeCallContent() {
     capabilities.put("canResume", JSONHack::getBool(false));
     capabilities.put("canTransfer", JSONHack::getBool(true));
     Ptree local;
-    local.put("name", JSONHack::escapeUnicode("Chlo\xC3\xAB \xCE\xA0\xCE\xB1\xCF\x80\xCE\xB1\xCE\xB4\xCF\x8C\xCF\x80\xCE\xBF\xCF\x85\xCE\xBB\xCE\xBF\xCF\x82"));
+    local.put("name",
+              JSONHack::escapeUnicode(
+                  "Chlo\xC3\xAB "
+                  "\xCE\xA0\xCE\xB1\xCF\x80\xCE\xB1\xCE\xB4\xCF\x8C\xCF\x80\xCE\xBF\xCF\x85\xCE\xBB\xCE\xBF\xCF\x82"));
     local.put("number", "1001");
     Ptree participant;
     participant.put("name", JSONHack::escapeUnicode("\xE7\x8E\x8B\xE5\xB0\x8F\xE6\x98\x8E \xF0\x9F\x93\x9E"));

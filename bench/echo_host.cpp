@@ -20,9 +20,10 @@ int main() {
             size_t end = text.find('"', at + key.size());
             id = text.substr(at + key.size(), end - at - key.size());
         }
-        std::string reply = "{\"norvaChannelMessage\":{\"client\":{\"id\":\"p1\"},\"norvaSDKServerMessage\":"
-                            "{\"messageId\":\"00000000-0000-4000-8000-000000000000\",\"replyToMessageId\":\"" +
-                            id + "\",\"name\":\"getVersion\",\"content\":{\"version\":{\"plugin\":\"4.0.0.577\"}}}}}";
+        std::string reply =
+            "{\"norvaChannelMessage\":{\"client\":{\"id\":\"p1\"},\"norvaSDKServerMessage\":"
+            "{\"messageId\":\"00000000-0000-4000-8000-000000000000\",\"replyToMessageId\":\"" +
+            id + "\",\"name\":\"getVersion\",\"content\":{\"version\":{\"plugin\":\"4.0.0.577\"}}}}}";
         uint32_t out = static_cast<uint32_t>(reply.size());
         fwrite(&out, 4, 1, stdout);
         fwrite(reply.data(), 1, reply.size(), stdout);

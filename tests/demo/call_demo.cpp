@@ -97,7 +97,8 @@ int main() {
     if (!waitState(page, "Hold")) return 1;
     step(page, "resume", "{\"callId\": " + id + "}");
     if (!waitState(page, "Connected")) return 1;
-    for (const char* digit : {"1", "2", "#"}) step(page, "sendDTMF", "{\"callId\": " + id + ", \"digit\": \"" + digit + "\"}");
+    for (const char* digit : {"1", "2", "#"})
+        step(page, "sendDTMF", "{\"callId\": " + id + ", \"digit\": \"" + digit + "\"}");
     std::this_thread::sleep_for(1s);  // the digits go out 250 ms apart
     step(page, "getCalls", "");
     step(page, "endCall", "{\"callId\": " + id + "}");

@@ -1,13 +1,13 @@
 // Without any display the host still runs: the main loop is a plain wait and
 // the confirmation dialog answers "not allowed" at once.
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <future>
 #include <memory>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "CapturingLog.h"
 #include "ConfirmDialog.h"
@@ -42,9 +42,9 @@ TEST_F(HeadlessTest, DialogAnswersNotAllowedAtOnceOffTheCallersThread) {
     auto callback = std::make_shared<ConfirmLoadCallbackFn>(
         [&](const std::string& site, bool cancelled, bool userConfirm, bool remember, const std::wstring& domain) {
             if (calls++ == 0) {
-                answered.set_value(site + " " + std::string(domain.begin(), domain.end()) + " cancelled=" +
-                                   std::to_string(cancelled) + " confirm=" + std::to_string(userConfirm) +
-                                   " remember=" + std::to_string(remember) +
+                answered.set_value(site + " " + std::string(domain.begin(), domain.end()) +
+                                   " cancelled=" + std::to_string(cancelled) +
+                                   " confirm=" + std::to_string(userConfirm) + " remember=" + std::to_string(remember) +
                                    (std::this_thread::get_id() == caller ? " on the caller's thread" : ""));
             }
         });

@@ -2,11 +2,6 @@
 // Xvfb server, answered with real key presses (xdotool). The GTK loop runs on
 // a thread of its own that also opened the display, as the host's main
 // thread does.
-#include <gtest/gtest.h>
-
-#include <gtk/gtk.h>
-#include <sys/stat.h>
-
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -18,6 +13,10 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+#include <sys/stat.h>
 
 #include "CapturingLog.h"
 #include "ConfirmDialogGtk.h"
@@ -209,8 +208,8 @@ DialogLook lookAt(const std::string& title) {
         G_GNUC_END_IGNORE_DEPRECATIONS
         look.text = text ? text : "";
         look.secondary = secondary ? secondary : "";
-        look.hasImage = image != nullptr && GTK_IS_IMAGE(image) &&
-                        gtk_image_get_storage_type(GTK_IMAGE(image)) == GTK_IMAGE_PIXBUF;
+        look.hasImage =
+            image != nullptr && GTK_IS_IMAGE(image) && gtk_image_get_storage_type(GTK_IMAGE(image)) == GTK_IMAGE_PIXBUF;
         g_free(text);
         g_free(secondary);
         if (image != nullptr) {
@@ -264,7 +263,7 @@ TEST_F(ConfirmDialogGuiTest, EveryWayOfAnsweringGivesItsAnswerOffTheGtkThread) {
         bool remember;
     };
     // Mnemonics: _Deny, _Allow, A_lways Allow; Escape closes; Return is deny.
-    const Case cases[] = {{"alt+d", false, false},  {"alt+a", true, false},  {"alt+l", true, true},
+    const Case cases[] = {{"alt+d", false, false},  {"alt+a", true, false},   {"alt+l", true, true},
                           {"Escape", false, false}, {"Return", false, false}, {nullptr, false, false}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.keys ? c.keys : "close");
@@ -325,7 +324,8 @@ TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAndLogsOnTheMainThread) {
     // manager reads it from the X window.
     const Xvfb::CommandResult state = Xvfb::runCommand({"xprop", "-id", id, "_NET_WM_STATE"});
     EXPECT_NE(state.out.find("_NET_WM_STATE_ABOVE"), std::string::npos) << state.out;
-    const Xvfb::CommandResult hints = Xvfb::runCommand({"xprop", "-id", id, "-f", "WM_HINTS", "32i", " $0\n", "WM_HINTS"});
+    const Xvfb::CommandResult hints =
+        Xvfb::runCommand({"xprop", "-id", id, "-f", "WM_HINTS", "32i", " $0\n", "WM_HINTS"});
     const size_t space = hints.out.find(' ');
     ASSERT_NE(space, std::string::npos) << hints.out;
     const long flags = std::strtol(hints.out.c_str() + space + 1, nullptr, 10);
@@ -396,7 +396,7 @@ TEST_F(ConfirmDialogGuiTest, DialogsAnswerIndependentlyEvenWhenEndedEarlyOrTheir
     dialogA->setLog(&m_log);
     dialogA->showConfirmLoadDialog(paramsFor(titleA, L"a.test"), callbackInto(answerA));
     dialogB->showConfirmLoadDialog(paramsFor(titleB, L"b.test"), callbackInto(answerB));
-    dialogB.reset();           // before the GTK thread has built the window
+    dialogB.reset();                  // before the GTK thread has built the window
     dialogA->endConfirmLoadDialog();  // not on screen yet: changes nothing, here or for B
     EXPECT_TRUE(m_log.contains("no ACD on screen"));
     release->set_value();
@@ -422,7 +422,13 @@ TEST_F(ConfirmDialogGuiTest, DialogsAnswerIndependentlyEvenWhenEndedEarlyOrTheir
 TEST_F(ConfirmDialogGuiTest, MnemonicsAvoidClashesAndKeepUnderscoresLiteral) {
     const char* const sets[][4][2] = {
         {{"Deny", "_Deny"}, {"Allow", "_Allow"}, {"Always Allow", "A_lways Allow"}, {"All day long", "All da_y long"}},
-        {{"Erlauben", "_Erlauben"}, {"\xC3\x89" "crire", "_\xC3\x89" "crire"} /* E acute is not e */, {"a_b", "_a__b"}, {"...", "..."}}};
+        {{"Erlauben", "_Erlauben"},
+         {"\xC3\x89"
+          "crire",
+          "_\xC3\x89"
+          "crire"} /* E acute is not e */,
+         {"a_b", "_a__b"},
+         {"...", "..."}}};
     for (const auto& set : sets) {
         std::wstring used;
         for (const auto& label : set) {

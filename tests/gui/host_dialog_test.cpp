@@ -1,8 +1,8 @@
 // The built host asking a real user: its dialog on a private Xvfb server,
 // answered with key presses, while a page waits on the host's pipes.
-#include <gtest/gtest.h>
-
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "HostProcess.h"
 #include "Xvfb.h"
@@ -50,8 +50,7 @@ protected:
         std::string content;
         host.receiveUntil(
             [&](const boost::property_tree::ptree& m) {
-                if (!isEvent(m, "userauthorized") ||
-                    m.get<std::string>("norvaChannelMessage.client.id", "") != id) {
+                if (!isEvent(m, "userauthorized") || m.get<std::string>("norvaChannelMessage.client.id", "") != id) {
                     return false;
                 }
                 content = m.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content", "");

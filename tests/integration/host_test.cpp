@@ -1,12 +1,12 @@
 // The built host driven as a browser drives it: real pipes, both framings.
 
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "HostProcess.h"
 
@@ -31,7 +31,8 @@ TEST_P(HostFraming, SessionCommandsAnswerAnUnauthorizedPage) {
 
     std::string raw;
     auto version = call(host, "p1", "unknown.example.org", "getVersion", "m1", "", &raw);
-    EXPECT_EQ(version.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content.version.plugin"), "4.0.0.577");
+    EXPECT_EQ(version.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content.version.plugin"),
+              "4.0.0.577");
     EXPECT_EQ(serverField(version, "name"), "getVersion");
     EXPECT_EQ(serverField(version, "error"), "");
     EXPECT_EQ(serverField(version, "messageId").size(), 36u);
@@ -46,8 +47,8 @@ TEST_P(HostFraming, SessionCommandsAnswerAnUnauthorizedPage) {
     EXPECT_EQ(content.get<std::string>("instanceId"), std::to_string(host.pid()));
     // Capabilities are real JSON booleans, not strings.
     EXPECT_TRUE(std::regex_search(raw, std::regex("\"video\": true")));
-    EXPECT_TRUE(std::regex_search(raw, std::regex(std::string("\"externalWindowDocking\": ") +
-                                                  (GetParam() ? "true" : "false"))));
+    EXPECT_TRUE(std::regex_search(
+        raw, std::regex(std::string("\"externalWindowDocking\": ") + (GetParam() ? "true" : "false"))));
 
     auto status = call(host, "p1", "unknown.example.org", "getUserAuthStatus", "m3");
     EXPECT_EQ(status.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content"), "MustShowAuth");
@@ -100,15 +101,17 @@ TEST_P(HostFraming, MalformedEnvelopesAreRefusedAndTheHostCarriesOn) {
     EXPECT_FALSE(host.receive(text, 500ms));
 
     // ...but an envelope that names one gets a syntax error.
-    host.send("{\"norvaChannelMessage\":{\"client\":{\"id\":\"p1\"},\"norvaSDKClientMessage\":"
-              "{\"name\":\"getVersion\",\"messageId\":\"x1\"},\"other\":1}}");
+    host.send(
+        "{\"norvaChannelMessage\":{\"client\":{\"id\":\"p1\"},\"norvaSDKClientMessage\":"
+        "{\"name\":\"getVersion\",\"messageId\":\"x1\"},\"other\":1}}");
     ASSERT_TRUE(host.receive(text, 5s));
     auto reply = parseJson(text);
     EXPECT_EQ(serverField(reply, "error"), "eSyntaxError");
     EXPECT_EQ(serverField(reply, "replyToMessageId"), "x1");
 
-    host.send("{\"norvaChannelMessage\":{\"client\":{\"id\":\"p1\"},\"norvaSDKClientMessage\":"
-              "{\"name\":\"getVersion\",\"messageId\":\"\"}}}");
+    host.send(
+        "{\"norvaChannelMessage\":{\"client\":{\"id\":\"p1\"},\"norvaSDKClientMessage\":"
+        "{\"name\":\"getVersion\",\"messageId\":\"\"}}}");
     ASSERT_TRUE(host.receive(text, 5s));
     reply = parseJson(text);
     EXPECT_EQ(serverField(reply, "error"), "eSyntaxError");
@@ -125,7 +128,8 @@ TEST_P(HostFraming, MalformedEnvelopesAreRefusedAndTheHostCarriesOn) {
     EXPECT_NE(log.find("Syntax error: JSON parse failed "), std::string::npos);
     EXPECT_NE(log.find("clientConnected=true not permitted."), std::string::npos);
     // The url is checked first, and it differs along with the host name.
-    EXPECT_NE(log.find("Client URL=[https://b.example.org/app] differs from URL already registered"), std::string::npos);
+    EXPECT_NE(log.find("Client URL=[https://b.example.org/app] differs from URL already registered"),
+              std::string::npos);
 }
 
 TEST_P(HostFraming, WhitelistedPageStartsTheFrameworkAndOnlyAuthorizedPagesGetEvents) {

@@ -3,7 +3,6 @@
 // sees is tested through the host. The test thread pumps the framework as the host's task thread
 // does, with bounded waits.
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,13 +15,14 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <zepwrapper/ZepObservers.h>
 #include <zepwrapper/ZepWrapper.h>
 
+#include "../../src/zepwrapper/src/PasswordVault.h"
 #include "HostProcess.h"
 #include "KamailioFixture.h"
 #include "SipPeer.h"
-#include "../../src/zepwrapper/src/PasswordVault.h"
 
 namespace {
 

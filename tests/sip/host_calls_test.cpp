@@ -1,11 +1,11 @@
 // Calls through the built host over its pipes, as a page places and controls
 // them, against real remote parties (pela_sippeer) behind Kamailio on loopback.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <functional>
 #include <memory>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "KamailioFixture.h"
 #include "SignedInHost.h"
@@ -531,8 +531,7 @@ TEST_F(HostCallsTest, JoinedCallsHearEachOther) {
             << statesText(id);
         ptree joined;
         EXPECT_TRUE(waitChange(
-            [&](const ptree& c) { return in(c) && c.get<std::string>("callState", "") == kConnected; }, from,
-            &joined))
+            [&](const ptree& c) { return in(c) && c.get<std::string>("callState", "") == kConnected; }, from, &joined))
             << statesText(id);
         EXPECT_EQ(joined.get_child("participants", ptree()).size(), 2u);
     }

@@ -1,16 +1,16 @@
 // Sign-in through the built host over its pipes, against a real registrar on
 // loopback, as a page does it.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include <gtest/gtest.h>
+
+#include "../../src/zepwrapper/src/PasswordVault.h"
 #include "KamailioFixture.h"
 #include "SignedInHost.h"
-#include "../../src/zepwrapper/src/PasswordVault.h"
 
 using namespace std::chrono_literals;
 using boost::property_tree::ptree;
@@ -27,9 +27,9 @@ protected:
     void promptFor(SignedInHost& page, const std::string& address, ptree* credentialsEvent) {
         ASSERT_EQ(SignedInHost::field(page.call("startSignIn", "{}"), "error"), "");
         ASSERT_TRUE(page.waitForEvent("userprofileemailaddressrequired", 20s));
-        ASSERT_EQ(SignedInHost::field(page.call("setUserProfileEmailAddress", "{\"email\": \"" + address + "\"}"),
-                                      "error"),
-                  "");
+        ASSERT_EQ(
+            SignedInHost::field(page.call("setUserProfileEmailAddress", "{\"email\": \"" + address + "\"}"), "error"),
+            "");
         ASSERT_TRUE(page.waitForEvent("userprofilecredentialsrequired", 20s, credentialsEvent));
     }
 
@@ -73,8 +73,11 @@ TEST_F(HostSignInTest, FullSignInReportsStateDeviceAndLine) {
     ASSERT_TRUE(page.waitForEvent("callcontrolmodechange", 20s));
 
     // The success events come in the order pages rely on, each once.
-    const std::vector<std::string> expected = {"loggedin", "authenticationresult", "lifecyclestatechanged",
-                                               "connectionstatuschange", "telephonydeviceschange",
+    const std::vector<std::string> expected = {"loggedin",
+                                               "authenticationresult",
+                                               "lifecyclestatechanged",
+                                               "connectionstatuschange",
+                                               "telephonydeviceschange",
                                                "callcontrolmodechange"};
     std::vector<std::string> tail;
     auto names = page.eventNames();
@@ -107,17 +110,15 @@ TEST_F(HostSignInTest, ServerListsAndEncryptedPasswords) {
     ASSERT_TRUE(page.start()) << page.why();
 
     // A registrar list whose first entry answers nobody: sign-in fails over.
-    ptree set = page.call("setProperty", "{\"LoryAddressList\": [\"127.0.0.1:9;transport=tcp\", \"" +
-                                             sip.hostPort() + ";transport=tcp\"]}");
+    ptree set = page.call("setProperty", "{\"LoryAddressList\": [\"127.0.0.1:9;transport=tcp\", \"" + sip.hostPort() +
+                                             ";transport=tcp\"]}");
     EXPECT_EQ(SignedInHost::field(set, "error"), "");
     EXPECT_EQ(SignedInHost::field(set, "content.LoryAddressList"), "");  // an array, echoed
     EXPECT_EQ(set.get_child("norvaChannelMessage.norvaSDKServerMessage.content.LoryAddressList").size(), 2u);
     ASSERT_TRUE(page.signIn("bob")) << page.why();
 
-    EXPECT_EQ(SignedInHost::field(page.call("setProperty", "{\"TftpAddressList\": [\"tftp.sip.test\"]}"), "error"),
-              "");
-    EXPECT_EQ(SignedInHost::field(page.call("setProperty", "{\"CtiAddressList\": [\"cti.sip.test\"]}"), "error"),
-              "");
+    EXPECT_EQ(SignedInHost::field(page.call("setProperty", "{\"TftpAddressList\": [\"tftp.sip.test\"]}"), "error"), "");
+    EXPECT_EQ(SignedInHost::field(page.call("setProperty", "{\"CtiAddressList\": [\"cti.sip.test\"]}"), "error"), "");
     for (const char* bad : {"{\"PhoneBookList\": [\"x\"]}", "{\"CtiAddressList\": [{\"a\": 1}]}",
                             "{\"CtiAddressList\": [\"a\"], \"TftpAddressList\": [\"b\"]}"}) {
         EXPECT_EQ(SignedInHost::field(page.call("setProperty", bad), "error"), "eSyntaxError") << bad;
@@ -128,10 +129,8 @@ TEST_F(HostSignInTest, ServerListsAndEncryptedPasswords) {
 
     // Each encryption of the same password is new, and both open again
     // under the key the host keeps in the user's config folder.
-    const std::string a =
-        SignedInHost::field(page.call("encryptPboxPassword", "\"s3cret\""), "content");
-    const std::string b =
-        SignedInHost::field(page.call("encryptPboxPassword", "\"s3cret\""), "content");
+    const std::string a = SignedInHost::field(page.call("encryptPboxPassword", "\"s3cret\""), "content");
+    const std::string b = SignedInHost::field(page.call("encryptPboxPassword", "\"s3cret\""), "content");
     ASSERT_FALSE(a.empty());
     EXPECT_NE(a, b);
     ::setenv("XDG_CONFIG_HOME", page.host().configHome().c_str(), 1);
@@ -165,13 +164,15 @@ TEST_F(HostSignInTest, WrongPasswordAsksAgainAndMalformedAddressIsRefused) {
     ASSERT_TRUE(page.waitForEvent("userprofilecredentialsrequired", 20s, &prompt));
     const ptree& errors = prompt.get_child("norvaChannelMessage.norvaSDKServerMessage.content.errors");
     ASSERT_EQ(errors.size(), 1u);
-    EXPECT_NE(errors.front().second.get<std::string>("error", "").find("wrong user name or password"), std::string::npos);
+    EXPECT_NE(errors.front().second.get<std::string>("error", "").find("wrong user name or password"),
+              std::string::npos);
 
     // Only the newest prompt may be answered.
     const std::string staleId = SignedInHost::field(firstPrompt, "content.authenticatorId");
-    EXPECT_EQ(SignedInHost::field(page.call("setUserProfileCredentials",
-                                            "{\"authenticator\": " + staleId + ", \"username\": \"alice\", "
-                                            "\"password\": \"" + sip.password("alice") + "\"}"),
+    EXPECT_EQ(SignedInHost::field(page.call("setUserProfileCredentials", "{\"authenticator\": " + staleId +
+                                                                             ", \"username\": \"alice\", "
+                                                                             "\"password\": \"" +
+                                                                             sip.password("alice") + "\"}"),
                                   "error"),
               "eInvalidArgument");
     sendCredentials(page, prompt, "alice", sip.password("alice"));

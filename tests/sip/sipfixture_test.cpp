@@ -3,14 +3,14 @@
 // prove that digest sign-in, a registrar restart and a call with audio and
 // DTMF really go through.
 
-#include "KamailioFixture.h"
-#include "SipPeer.h"
-
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <memory>
 #include <thread>
+
+#include <gtest/gtest.h>
+
+#include "KamailioFixture.h"
+#include "SipPeer.h"
 
 using namespace std::chrono_literals;
 using tessel::test::KamailioFixture;

@@ -5,9 +5,6 @@
 // Everything runs on the main thread: the core is iterated between reads of
 // standard input, so liblinphone never sees two threads.
 
-#include <linphone/core.h>
-#include <linphone/logging.h>
-
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -23,6 +20,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <linphone/core.h>
+#include <linphone/logging.h>
 
 namespace {
 
@@ -346,9 +346,9 @@ std::string Peer::handle(const std::string& line, bool& quit) {
         } else {
             rc = linphone_call_resume(call);
         }
-        return rc == 0 ? "ok " + cmd : "error " + cmd + " refused in state " +
-                                           stripPrefix(linphone_call_state_to_string(linphone_call_get_state(call)),
-                                                       "LinphoneCall");
+        return rc == 0 ? "ok " + cmd
+                       : "error " + cmd + " refused in state " +
+                             stripPrefix(linphone_call_state_to_string(linphone_call_get_state(call)), "LinphoneCall");
     }
     if (cmd == "dtmf") {
         if (w.size() < 2 || w[1].find_first_not_of("0123456789*#ABCD") != std::string::npos) {
@@ -386,8 +386,7 @@ std::string Peer::handle(const std::string& line, bool& quit) {
         if (target == nullptr) {
             return error;
         }
-        return linphone_call_transfer_to_another(call, target) == 0 ? "ok transfer-attended"
-                                                                     : "error transfer refused";
+        return linphone_call_transfer_to_another(call, target) == 0 ? "ok transfer-attended" : "error transfer refused";
     }
     return "error unknown command " + cmd;
 }
@@ -517,9 +516,8 @@ void Peer::onCallState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState s
     const LinphoneErrorInfo* info = linphone_call_get_error_info(call);
     const int code = info ? linphone_error_info_get_protocol_code(info) : 0;
     char* remote = linphone_address_as_string_uri_only(linphone_call_get_remote_address(call));
-    emit("event call " + std::to_string(id) + " " +
-         stripPrefix(linphone_call_state_to_string(state), "LinphoneCall") + " " + std::to_string(code) + " " +
-         (remote ? remote : "-"));
+    emit("event call " + std::to_string(id) + " " + stripPrefix(linphone_call_state_to_string(state), "LinphoneCall") +
+         " " + std::to_string(code) + " " + (remote ? remote : "-"));
     bctbx_free(remote);
     if (state == LinphoneCallIncomingReceived && peer->m_options.autoAnswer) {
         linphone_call_accept(call);

@@ -24,8 +24,7 @@ std::map<OZKLogger*, CapturingLog*>& registry() {
     return *r;
 }
 
-void hook(void*, OZKLogger* logger, int level, const char* file, int line, const char* function,
-          const char* text) {
+void hook(void*, OZKLogger* logger, int level, const char* file, int line, const char* function, const char* text) {
     std::lock_guard<std::mutex> lock(registryMutex());
     auto it = registry().find(logger);
     if (it != registry().end()) {

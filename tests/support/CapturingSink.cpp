@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
-#include <boost/property_tree/json_parser.hpp>
 #include <sstream>
+
+#include <boost/property_tree/json_parser.hpp>
 
 #include "SendChannelTextTask.h"
 

@@ -8,16 +8,22 @@ void FakeZepWCmdClient::startZepWrapper() {
     m_started = true;
 }
 
-ZepWrapperAPI* FakeZepWCmdClient::getZepWrapper() const { return m_pZepW; }
+ZepWrapperAPI* FakeZepWCmdClient::getZepWrapper() const {
+    return m_pZepW;
+}
 
 void FakeZepWCmdClient::stopZepWrapper() {
     ++m_stopCount;
     m_started = false;
 }
 
-void FakeZepWCmdClient::pumpNextDispatcherTask() { ++m_pumpCount; }
+void FakeZepWCmdClient::pumpNextDispatcherTask() {
+    ++m_pumpCount;
+}
 
-bool FakeZepWCmdClient::isZepWrapperStarted() { return m_started; }
+bool FakeZepWCmdClient::isZepWrapperStarted() {
+    return m_started;
+}
 
 }  // namespace test
 }  // namespace tessel

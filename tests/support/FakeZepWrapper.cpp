@@ -144,8 +144,7 @@ std::vector<std::string> FakeZepWrapper::calls() const {
 
 size_t FakeZepWrapper::callCount(const std::string& operation) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return std::count_if(m_calls.begin(), m_calls.end(),
-                         [&](const Call& call) { return call.operation == operation; });
+    return std::count_if(m_calls.begin(), m_calls.end(), [&](const Call& call) { return call.operation == operation; });
 }
 
 std::vector<std::string> FakeZepWrapper::lastArgs(const std::string& operation) const {
@@ -584,9 +583,8 @@ int FakeZepWrapper::dockExternalWindow(int offsetX, int offsetY, int width, int 
 int FakeZepWrapper::dockUpdate(int offsetX, int offsetY, int width, int height, int pageWidth, int pageHeight,
                                int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return _record("dockUpdate", {arg(offsetX), arg(offsetY), arg(width), arg(height), arg(pageWidth),
-                                  arg(pageHeight), arg(cropOffsetX), arg(cropOffsetY), arg(cropWidth),
-                                  arg(cropHeight)});
+    return _record("dockUpdate", {arg(offsetX), arg(offsetY), arg(width), arg(height), arg(pageWidth), arg(pageHeight),
+                                  arg(cropOffsetX), arg(cropOffsetY), arg(cropWidth), arg(cropHeight)});
 }
 
 int FakeZepWrapper::undockExternalWindow() {

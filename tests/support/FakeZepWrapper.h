@@ -1,14 +1,14 @@
 #pragma once
 
-#include <zepwrapper/ZepObservers.h>
-#include <zepwrapper/ZepWrapperAPI.h>
-
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include <zepwrapper/ZepObservers.h>
+#include <zepwrapper/ZepWrapperAPI.h>
 
 namespace tessel {
 namespace test {
@@ -145,8 +145,8 @@ public:
     int setExternalWindowShowControls(bool show) override;
     int setExternalWindowShowSelfViewPip(bool show) override;
     int setExternalWindowTitle(const std::string& title) override;
-    int dockExternalWindow(int offsetX, int offsetY, int width, int height, const std::string& title,
-                           int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) override;
+    int dockExternalWindow(int offsetX, int offsetY, int width, int height, const std::string& title, int cropOffsetX,
+                           int cropOffsetY, int cropWidth, int cropHeight) override;
     int dockUpdate(int offsetX, int offsetY, int width, int height, int pageWidth, int pageHeight, int cropOffsetX,
                    int cropOffsetY, int cropWidth, int cropHeight) override;
     int undockExternalWindow() override;

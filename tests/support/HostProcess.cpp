@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -17,6 +15,8 @@
 
 #include <boost/property_tree/json_parser.hpp>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 
 extern char** environ;
 
@@ -233,9 +233,13 @@ int HostProcess::waitExit(std::chrono::milliseconds timeout) {
     return m_exitStatus;
 }
 
-std::string HostProcess::logPath() const { return m_home.path() + "/state/Marlin Web SDK/softphone.log"; }
+std::string HostProcess::logPath() const {
+    return m_home.path() + "/state/Marlin Web SDK/softphone.log";
+}
 
-std::string HostProcess::logText() const { return readFile(logPath()); }
+std::string HostProcess::logText() const {
+    return readFile(logPath());
+}
 
 std::string request(const std::string& clientId, const std::string& hostname, const std::string& name,
                     const std::string& messageId, const std::string& contentJson) {
@@ -269,8 +273,8 @@ bool isEvent(const boost::property_tree::ptree& message, const std::string& name
 }
 
 boost::property_tree::ptree call(HostProcess& host, const std::string& clientId, const std::string& hostname,
-                                 const std::string& name, const std::string& messageId,
-                                 const std::string& contentJson, std::string* raw) {
+                                 const std::string& name, const std::string& messageId, const std::string& contentJson,
+                                 std::string* raw) {
     host.send(request(clientId, hostname, name, messageId, contentJson));
     std::vector<std::string> seen;
     boost::property_tree::ptree reply;

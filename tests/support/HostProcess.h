@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <functional>
 #include <map>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include <boost/property_tree/ptree.hpp>
+#include <sys/types.h>
 
 namespace pelatest {
 
@@ -30,12 +29,12 @@ private:
 class HostProcess {
 public:
     struct Options {
-        bool chrome = true;             // pass a "chrome-extension://" origin
-        std::string display;            // DISPLAY for the child; empty = none
-        std::string configHome;         // XDG_CONFIG_HOME; empty = private folder
+        bool chrome = true;      // pass a "chrome-extension://" origin
+        std::string display;     // DISPLAY for the child; empty = none
+        std::string configHome;  // XDG_CONFIG_HOME; empty = private folder
         std::vector<std::string> extraArgs;
         std::map<std::string, std::string> extraEnv;
-        std::string executable;         // default: the built pelahost
+        std::string executable;  // default: the built pelahost
     };
 
     explicit HostProcess(const Options& options);

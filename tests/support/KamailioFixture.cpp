@@ -1,14 +1,8 @@
 #include "KamailioFixture.h"
 
-#include "HostProcess.h"  // pelatest::TempDir
-
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,6 +10,13 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include "HostProcess.h"  // pelatest::TempDir
 
 namespace tessel {
 namespace test {
@@ -266,10 +267,9 @@ bool KamailioFixture::launch(std::chrono::milliseconds timeout) {
     // Foreground (-DD), logging to standard error (-E); the pid file, working
     // and runtime folders all in our private folder. Small memory pools: the
     // tests start many of these.
-    std::vector<std::string> args = {kBinary,           "-DD", "-E", "-f", dir + "/kamailio.cfg",
-                                     "-P",              dir + "/kamailio.pid",
-                                     "-w",              dir,   "-Y", dir,  "-m",
-                                     "32",              "-M",  "4"};
+    std::vector<std::string> args = {
+        kBinary, "-DD", "-E", "-f", dir + "/kamailio.cfg", "-P", dir + "/kamailio.pid", "-w", dir, "-Y", dir,
+        "-m",    "32",  "-M", "4"};
     std::vector<char*> argv;
     for (std::string& a : args) {
         argv.push_back(&a[0]);

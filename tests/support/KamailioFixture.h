@@ -1,11 +1,11 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace pelatest {
 class TempDir;

@@ -1,9 +1,9 @@
 #include "SignedInHost.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+
+#include <gtest/gtest.h>
 
 namespace tessel {
 namespace test {

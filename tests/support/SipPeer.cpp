@@ -1,14 +1,8 @@
 #include "SipPeer.h"
 
-#include "HostProcess.h"  // pelatest::TempDir
-#include "KamailioFixture.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,6 +12,13 @@
 #include <functional>
 #include <sstream>
 #include <thread>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include "HostProcess.h"  // pelatest::TempDir
+#include "KamailioFixture.h"
 
 extern char** environ;
 
@@ -74,13 +75,13 @@ bool writeToneWav(const std::string& path, double hz, double seconds, int sample
     std::string wav = "RIFF";
     putLe(wav, static_cast<uint32_t>(36 + data.size()), 4);
     wav += "WAVEfmt ";
-    putLe(wav, 16, 4);                                   // fmt chunk size
-    putLe(wav, 1, 2);                                    // PCM
-    putLe(wav, 1, 2);                                    // mono
-    putLe(wav, static_cast<uint32_t>(sampleRate), 4);    // frames per second
+    putLe(wav, 16, 4);                                     // fmt chunk size
+    putLe(wav, 1, 2);                                      // PCM
+    putLe(wav, 1, 2);                                      // mono
+    putLe(wav, static_cast<uint32_t>(sampleRate), 4);      // frames per second
     putLe(wav, static_cast<uint32_t>(sampleRate * 2), 4);  // bytes per second
-    putLe(wav, 2, 2);                                    // bytes per frame
-    putLe(wav, 16, 2);                                   // bits per sample
+    putLe(wav, 2, 2);                                      // bytes per frame
+    putLe(wav, 16, 2);                                     // bits per sample
     wav += "data";
     putLe(wav, static_cast<uint32_t>(data.size()), 4);
     wav += data;
@@ -214,13 +215,8 @@ bool SipPeer::start(std::chrono::milliseconds timeout) {
     env.push_back("XDG_CONFIG_HOME=" + home + "/config");
     env.push_back("XDG_DATA_HOME=" + home + "/data");
     env.push_back("XDG_CACHE_HOME=" + home + "/cache");
-    std::vector<std::string> args = {std::string(PELA_BIN_DIR) + "/pela_sippeer",
-                                     "--dir",
-                                     home,
-                                     "--play",
-                                     playFile(),
-                                     "--record",
-                                     recordFile()};
+    std::vector<std::string> args = {
+        std::string(PELA_BIN_DIR) + "/pela_sippeer", "--dir", home, "--play", playFile(), "--record", recordFile()};
     if (m_options.autoAnswer) {
         args.push_back("--auto-answer");
     }
@@ -398,8 +394,7 @@ bool SipPeer::command(const std::string& line, std::string* reply, std::chrono::
     return startsWith(answer, "ok ");
 }
 
-bool SipPeer::waitEvent(const std::string& prefix, std::chrono::milliseconds timeout, size_t from,
-                        std::string* line) {
+bool SipPeer::waitEvent(const std::string& prefix, std::chrono::milliseconds timeout, size_t from, std::string* line) {
     const std::string wanted = "event " + prefix;
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     size_t next = from;
@@ -453,8 +448,7 @@ bool SipPeer::registerAs(const KamailioFixture& sip, const std::string& user, co
                          const std::string& password, std::chrono::milliseconds timeout) {
     const size_t mark = eventCount();
     const std::string secret = password.empty() ? sip.password(user) : password;
-    if (!command("register " + user + " " + secret + " " + sip.domain() + " " + sip.hostPort() + " " +
-                 transport)) {
+    if (!command("register " + user + " " + secret + " " + sip.domain() + " " + sip.hostPort() + " " + transport)) {
         return false;
     }
     const auto deadline = std::chrono::steady_clock::now() + timeout;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace pelatest {
 class TempDir;
@@ -88,8 +88,7 @@ public:
     // outcome: true when the registration reached Ok. password "" means
     // the right one.
     bool registerAs(const KamailioFixture& sip, const std::string& user, const std::string& transport,
-                    const std::string& password = "",
-                    std::chrono::milliseconds timeout = std::chrono::seconds(10));
+                    const std::string& password = "", std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
     // Waits for an event line starting with prefix ("event " is implied) among
     // the events numbered from `from` on (see eventCount()). The matching

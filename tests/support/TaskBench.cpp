@@ -51,7 +51,9 @@ Ptree TaskBench::run(const std::string& name, std::shared_ptr<Ptree> content) {
     return messages[0].get_child("norvaChannelMessage.norvaSDKServerMessage");
 }
 
-std::string TaskBench::error(const Ptree& reply) { return reply.get<std::string>("error", kAbsent); }
+std::string TaskBench::error(const Ptree& reply) {
+    return reply.get<std::string>("error", kAbsent);
+}
 
 }  // namespace test
 }  // namespace tessel

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
+
+#include <gtest/gtest.h>
 
 #include "CapturingLog.h"
 #include "CapturingSink.h"

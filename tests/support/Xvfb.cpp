@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,8 @@
 #include <cstring>
 #include <thread>
 #include <vector>
+
+#include <sys/wait.h>
 
 extern char** environ;
 

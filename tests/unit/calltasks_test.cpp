@@ -1,13 +1,12 @@
 // The call-control tasks and "getCalls" against the scriptable framework fake:
 // what reaches the framework, what is refused before it, and what the page reads.
-#include <gtest/gtest.h>
-
-#include <zepwrapper/ZepCallInfo.h>
-
 #include <functional>
 #include <map>
 #include <regex>
 #include <string>
+
+#include <gtest/gtest.h>
+#include <zepwrapper/ZepCallInfo.h>
 
 #include "AnswerTask.h"
 #include "CancelTransferTask.h"
@@ -22,9 +21,9 @@
 #include "ResumeTask.h"
 #include "SendDTMFTask.h"
 #include "SetVideoDirectionTask.h"
+#include "TaskBench.h"
 #include "TransferCallTask.h"
 #include "UnmuteTask.h"
-#include "TaskBench.h"
 
 using namespace tessel;
 using namespace tessel::test;
@@ -64,7 +63,8 @@ const std::vector<Accepted>& accepted() {
     static const std::vector<Accepted> cases = {
         {"originate", obj({{"recipient", "1002"}}), "originate", "originate(1002, Inactive, 0)",
          "OriginateTask::execute", "OriginateTask: recipient=[1002] videoDirection=[Inactive] windowhandle=[0]"},
-        {"originate", obj({{"recipient", "sip:bob@127.0.0.1"}, {"videoDirection", "SendRecv"}, {"windowhandle", "4096"}}),
+        {"originate",
+         obj({{"recipient", "sip:bob@127.0.0.1"}, {"videoDirection", "SendRecv"}, {"windowhandle", "4096"}}),
          "originate", "originate(sip:bob@127.0.0.1, SendRecv, 4096)", "OriginateTask::execute",
          "OriginateTask: recipient=[sip:bob@127.0.0.1] videoDirection=[SendRecv] windowhandle=[4096]"},
         {"answer", obj({{"callId", "4"}}), "answer", "answer(4, Inactive, 0)", "AnswerTask::execute",
@@ -118,8 +118,8 @@ TEST_F(CallTasksTest, EachCommandCallsItsOperationWithParametersAndDefaults) {
 }
 
 TEST_F(CallTasksTest, EveryKeypadDigitIsSentAndNothingElse) {
-    for (const char* digit : {"1", "2", "3", "4", "5", "6", "7", "8", "9", "0", "a", "A", "b", "B", "c", "C", "d", "D",
-                              "*", "#", "+"}) {
+    for (const char* digit :
+         {"1", "2", "3", "4", "5", "6", "7", "8", "9", "0", "a", "A", "b", "B", "c", "C", "d", "D", "*", "#", "+"}) {
         EXPECT_EQ(error(run("sendDTMF", obj({{"callId", "1"}, {"digit", digit}}))), kAbsent) << digit;
         EXPECT_EQ(zep.lastArgs("sendDTMF").back(), digit);
     }
@@ -171,7 +171,7 @@ TEST_F(CallTasksTest, BadRequestsAreRefusedBeforeTheFramework) {
 
 TEST_F(CallTasksTest, FrameworkCodesArePassedThroughUnchanged) {
     const int codes[] = {1, 6, 11, 17, 20, 2};
-    const std::map<int, std::string> names = {{1, "eInvalidCallId"},        {2, "eCallNotFound"},
+    const std::map<int, std::string> names = {{1, "eInvalidCallId"},       {2, "eCallNotFound"},
                                               {6, "eCallOperationFailed"}, {11, "eInvalidState"},
                                               {17, "eCapabilityMissing"},  {20, "eOperationFailed"}};
     size_t i = 0;

@@ -1,8 +1,6 @@
 // The inbound reader over real pipes, in both framings, and the input-failure
 // watcher.
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -10,6 +8,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "CapturingLog.h"
 #include "CapturingSink.h"
@@ -270,10 +270,10 @@ TEST_F(WatcherTest, FailedInputSetsTheShutdownEventWithinAboutASecond) {
     // The thread logs its exit after setting the event; join only then, so the order is fixed.
     ASSERT_TRUE(m_log.waitFor("CinFailPoolingThread exiting", 5s));
     EXPECT_FALSE(m_spWatcher->join());
-    EXPECT_EQ((std::vector<std::string>{"CinFailPoolingThread handler running", "cin failed, event is set",
-                                        "CinFailPoolingThread exiting",
-                                        "CinFailPoolingThread wait for thread to exit."}),
-              m_log.texts());
+    EXPECT_EQ(
+        (std::vector<std::string>{"CinFailPoolingThread handler running", "cin failed, event is set",
+                                  "CinFailPoolingThread exiting", "CinFailPoolingThread wait for thread to exit."}),
+        m_log.texts());
 }
 
 TEST_F(WatcherTest, StopDuringTheWaitEndsAtOnceWithoutShutdown) {

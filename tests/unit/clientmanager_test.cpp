@@ -1,10 +1,13 @@
 // The client registry against the real whitelist file (in a private
 // XDG_CONFIG_HOME per test) with a scripted confirmation dialog.
-#include <gtest/gtest.h>
+#include "ClientManager.h"
+
 #include <stdlib.h>
 
 #include <chrono>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "AuthorizationTask.h"
 #include "CapturingLog.h"
@@ -12,10 +15,9 @@
 #include "ChannelClient.h"
 #include "ClientAuthWhitelist.h"
 #include "ClientInfo.h"
-#include "ClientManager.h"
 #include "ConfirmDialog.h"
-#include "SDKClientMessage.h"
 #include "HostProcess.h"
+#include "SDKClientMessage.h"
 #include "StopTask.h"
 
 using namespace tessel;
@@ -54,7 +56,9 @@ public:
         params = p;
         callback = cb;
     }
-    void answer(bool userConfirm, bool remember) { (*callback)(params.site, false, userConfirm, remember, params.domain); }
+    void answer(bool userConfirm, bool remember) {
+        (*callback)(params.site, false, userConfirm, remember, params.domain);
+    }
 
     ConfirmLoadParams params;
     ConfirmLoadCallback callback;
@@ -205,17 +209,20 @@ TEST_F(ClientManagerTest, IdentityIsPinnedOnceKnown) {
 
     // The url would be filled in, but the name differs: rejected as a whole.
     EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "h.example", "", "https://h.example/1", "other")));
-    EXPECT_TRUE(log.contains("UClient name=[other] differs from name already registered [page] for id=[a]. "
-                             "Reject client."));
+    EXPECT_TRUE(
+        log.contains("UClient name=[other] differs from name already registered [page] for id=[a]. "
+                     "Reject client."));
     // So the url is still free and the first one given now sticks.
     EXPECT_TRUE(spManager->registerChannelClient(makeClient("a", "", "", "https://h.example/2", "")));
     EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "", "", "https://h.example/1", "")));
-    EXPECT_TRUE(log.contains("Client URL=[https://h.example/1] differs from URL already registered "
-                             "[https://h.example/2] for id=[a]. Reject client."));
+    EXPECT_TRUE(
+        log.contains("Client URL=[https://h.example/1] differs from URL already registered "
+                     "[https://h.example/2] for id=[a]. Reject client."));
 
     EXPECT_FALSE(spManager->registerChannelClient(makeClient("a", "evil.example", "", "", "")));
-    EXPECT_TRUE(log.contains("Client hostname=[evil.example] differs from hostname already registered "
-                             "[h.example] for id=[a]. Reject client."));
+    EXPECT_TRUE(
+        log.contains("Client hostname=[evil.example] differs from hostname already registered "
+                     "[h.example] for id=[a]. Reject client."));
 
     // A rejected envelope must not have changed the type either.
     EXPECT_FALSE(add("a", "evil.example", "Firefox"));
@@ -300,7 +307,8 @@ TEST_F(ClientManagerTest, ShowUserAuthorizationWithoutDialog) {
     EXPECT_TRUE(dialogs.empty());
     EXPECT_EQ(firedAuthorizations(), (std::vector<Fired>{{"ok", "true"}, {"no", "false"}}));
     EXPECT_TRUE(log.contains("Client id=[ok] already authorized."));
-    EXPECT_TRUE(log.contains("Client id=[no] hostname=[plain.example] already denied. Cannot authorize a second time."));
+    EXPECT_TRUE(
+        log.contains("Client id=[no] hostname=[plain.example] already denied. Cannot authorize a second time."));
     EXPECT_TRUE(log.contains("No hostname registered for client. Unable to check authorization"));
     EXPECT_EQ(status("nohost"), MustShowAuth);
 
@@ -331,10 +339,10 @@ TEST_F(ClientManagerTest, DialogAnswersUpdateStateAndWhitelist) {
     EXPECT_TRUE(log.contains("Authorize client for this session only."));
     EXPECT_TRUE(log.contains("Authorize and whitelist client."));
     EXPECT_TRUE(log.contains("Client not authorized. Remove site from whitelist."));
-    EXPECT_TRUE(log.contains("confirmLoadCallback clientId=remember site=[remember.example] cancelled=false "
-                             "userConfirm=true remember=true"));
-    EXPECT_EQ(firedAuthorizations(),
-              (std::vector<Fired>{{"allow", "true"}, {"remember", "true"}, {"deny", "false"}}));
+    EXPECT_TRUE(
+        log.contains("confirmLoadCallback clientId=remember site=[remember.example] cancelled=false "
+                     "userConfirm=true remember=true"));
+    EXPECT_EQ(firedAuthorizations(), (std::vector<Fired>{{"allow", "true"}, {"remember", "true"}, {"deny", "false"}}));
 
     spManager->confirmLoadCallback("ghost", false, true, true, L"ghost.example");
     EXPECT_TRUE(log.contains("confirmLoadCallback client ID not registered: [ghost]. Nothing more to do."));

@@ -13,7 +13,6 @@
 
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
 #include <boost/property_tree/json_parser.hpp>
-
 #include <gtest/gtest.h>
 
 #include "ApiReturnCode.h"
@@ -104,9 +103,9 @@ TEST(JSONHackMarkers, EveryKindComesOutAsABareJsonValueAlsoInArrays) {
     spContent->add_child("items", items);
 
     std::string json = encodeEvent(spContent);
-    for (const char* member : {"\"yes\": true,", "\"no\": false,", "\"intMin\": -2147483648,",
-                               "\"uintMax\": 4294967295,", "\"llMin\": -9223372036854775808,", "\"list\": [],",
-                               "\"object\": {},", "\"text\": \"plain\""}) {
+    for (const char* member :
+         {"\"yes\": true,", "\"no\": false,", "\"intMin\": -2147483648,", "\"uintMax\": 4294967295,",
+          "\"llMin\": -9223372036854775808,", "\"list\": [],", "\"object\": {},", "\"text\": \"plain\""}) {
         EXPECT_NE(json.find(member), std::string::npos) << member << "\n" << json;
     }
     EXPECT_EQ(json.find("JSONHack"), std::string::npos) << json;
@@ -155,7 +154,9 @@ TEST(EnvelopeWriting, ErrorReplyIsTheIndentedFormWithMembersInOrder) {
         "            \"id\": \"page-1\"\n"
         "        },\n"
         "        \"norvaSDKServerMessage\": {\n"
-        "            \"messageId\": \"" + id + "\",\n"
+        "            \"messageId\": \"" +
+        id +
+        "\",\n"
         "            \"replyToMessageId\": \"m-17\",\n"
         "            \"error\": \"eInvalidArgument\",\n"
         "            \"name\": \"hold\"\n"
@@ -168,8 +169,8 @@ TEST(EnvelopeWriting, ErrorReplyIsTheIndentedFormWithMembersInOrder) {
 TEST(EnvelopeWriting, RepliesAddressTheClientByIdAndLeaveEmptyMembersOut) {
     std::shared_ptr<Ptree> spContent = std::make_shared<Ptree>();
     spContent->put("state", "held");
-    Ptree back = readBack(encode(
-        ChannelServerMessage::createSuccessReplyTo(makeClient(), makeRequest("hold", "m-17"), spContent)));
+    Ptree back = readBack(
+        encode(ChannelServerMessage::createSuccessReplyTo(makeClient(), makeRequest("hold", "m-17"), spContent)));
     const Ptree& client = back.get_child("norvaChannelMessage.client");
     ASSERT_EQ(client.size(), 1u);
     EXPECT_EQ(client.begin()->first + "=" + client.begin()->second.data(), "id=page-1");
@@ -196,7 +197,8 @@ TEST(EnvelopeWriting, RepliesAddressTheClientByIdAndLeaveEmptyMembersOut) {
     EXPECT_EQ(reply.get_child("norvaChannelMessage.norvaSDKServerMessage").count("replyToMessageId"), 0u);
     // A code without a name gives an error reply without "error".
     for (int code : {-1, 21}) {
-        Ptree bad = readBack(encode(ChannelServerMessage::createErrorReplyTo(makeClient(), makeRequest("x", "m"), code)));
+        Ptree bad =
+            readBack(encode(ChannelServerMessage::createErrorReplyTo(makeClient(), makeRequest("x", "m"), code)));
         EXPECT_EQ(bad.get_child("norvaChannelMessage.norvaSDKServerMessage").count("error"), 0u) << code;
     }
     // An empty content tree is written as an empty string.
@@ -218,7 +220,8 @@ TEST(EnvelopeWriting, MissingPartsAndUnwritableTreesGiveNothing) {
     spContent->put("member", "x");
     CapturingLog log;
     codec.setLog(&log);
-    EXPECT_EQ(codec.toJSONChannelServerMessage(ChannelServerMessage::createEvent(makeClient(), "probe", spContent)), "");
+    EXPECT_EQ(codec.toJSONChannelServerMessage(ChannelServerMessage::createEvent(makeClient(), "probe", spContent)),
+              "");
     EXPECT_TRUE(log.contains("Syntax error: toJSONChannelServerMessage failed "));
 }
 
@@ -247,10 +250,15 @@ TEST(EnvelopeWriting, IdsAreCanonicalAndUniqueAcrossThreads) {
 }
 
 TEST(EnvelopeWriting, ResultCodeNames) {
-    const std::pair<int, const char*> names[] = {{0, "eNoError"},  {1, "eInvalidCallId"},
-                                                 {9, "eLoryNotConfigured"}, {15, "eInvalidArgument"},
-                                                 {16, "eOperationNotSupported"}, {19, "eSyntaxError"},
-                                                 {20, "eOperationFailed"}, {-1, ""}, {21, ""}};
+    const std::pair<int, const char*> names[] = {{0, "eNoError"},
+                                                 {1, "eInvalidCallId"},
+                                                 {9, "eLoryNotConfigured"},
+                                                 {15, "eInvalidArgument"},
+                                                 {16, "eOperationNotSupported"},
+                                                 {19, "eSyntaxError"},
+                                                 {20, "eOperationFailed"},
+                                                 {-1, ""},
+                                                 {21, ""}};
     for (const auto& name : names) {
         EXPECT_EQ(ApiReturnCodeEnum::toString(name.first), name.second) << name.first;
     }
@@ -263,8 +271,8 @@ TEST(EnvelopeReading, ATypicalRequestFillsEveryFieldAndContentMayBeAbsent) {
     ASSERT_TRUE(parse(kRequest, spMessage));
     std::shared_ptr<ChannelClient> spClient = spMessage->getClient();
     ASSERT_TRUE(spClient);
-    EXPECT_EQ(spClient->getId() + "|" + spClient->getUrl() + "|" + spClient->getHostname() + "|" +
-                  spClient->getName() + "|" + spClient->getType(),
+    EXPECT_EQ(spClient->getId() + "|" + spClient->getUrl() + "|" + spClient->getHostname() + "|" + spClient->getName() +
+                  "|" + spClient->getType(),
               "page-1|https://example.test/app|example.test|softphone page|web");
     std::shared_ptr<SDKClientMessage> spRequest = spMessage->getSDKClientMessage();
     ASSERT_TRUE(spRequest && spRequest->getContent());
@@ -287,8 +295,8 @@ TEST(EnvelopeReading, ConnectNoticeAcceptsOnlyTrueAndFalse) {
     std::shared_ptr<ChannelClientMessage> spMessage;
     const std::string head = R"({"norvaChannelMessage": {"client": {"id": "p"}, "clientConnected": )";
 
-    for (const auto& good : {std::make_pair("true", true), std::make_pair("\"true\"", true),
-                             std::make_pair("false", false)}) {
+    for (const auto& good :
+         {std::make_pair("true", true), std::make_pair("\"true\"", true), std::make_pair("false", false)}) {
         ASSERT_TRUE(parse(head + good.first + "}}", spMessage)) << good.first;
         EXPECT_TRUE(spMessage->getClientConnected() == good.second) << good.first;
         EXPECT_FALSE(spMessage->getSDKClientMessage());
@@ -328,7 +336,11 @@ TEST(EnvelopeReading, MalformedUnknownAndDuplicateMembersFail) {
         {request(R"({"name": "hold", "messageId": "1", "params": {}})"), "Invalid argument: unexpected key [params]"},
         {request(R"({"name": "hold", "messageId": "1", "messageId": "2"})"), "Failed parsing SDK client message"},
         {R"({"norvaChannelMessage": {"client": {"id": "p", "id": "q"}}})", "Invalid argument: Duplicate key [id]"},
-        {"{}", ""}, {"{\"norvaChannelMessage\": {", ""}, {"[1, 2]", ""}, {"\"text\"", ""}, {R"({"other": 1})", ""},
+        {"{}", ""},
+        {"{\"norvaChannelMessage\": {", ""},
+        {"[1, 2]", ""},
+        {"\"text\"", ""},
+        {R"({"other": 1})", ""},
     };
     std::shared_ptr<ChannelClientMessage> spMessage;
     for (const auto& c : cases) {
@@ -348,8 +360,8 @@ TEST(EnvelopeReading, MalformedUnknownAndDuplicateMembersFail) {
     ASSERT_TRUE(parse(request("{\"name\": \"" + std::string(1000, '[') + "\\\"\"}"), spMessage));
     EXPECT_EQ(spMessage->getSDKClientMessage()->getName(), std::string(1000, '[') + "\"");
     // Extra members of the client object are tolerated; an object is skipped.
-    ASSERT_TRUE(parse(R"({"norvaChannelMessage": {"client": {"id": "p", "version": "2", "url": {"a": "b"}}}})",
-                      spMessage));
+    ASSERT_TRUE(
+        parse(R"({"norvaChannelMessage": {"client": {"id": "p", "version": "2", "url": {"a": "b"}}}})", spMessage));
     EXPECT_EQ(spMessage->getClient()->getId(), "p");
     EXPECT_EQ(spMessage->getClient()->getUrl(), "");
 }
@@ -366,13 +378,15 @@ TEST(EnvelopeLogging, LinesAndRenderingsCarryTheSourceAndNeverTheContent) {
     spSecret->put("token", "s3cret");
     JSONParse codec;
     codec.setLog(&log);
-    EXPECT_FALSE(codec.toJSONChannelServerMessage(ChannelServerMessage::createEvent(makeClient(), "e", spSecret)).empty());
+    EXPECT_FALSE(
+        codec.toJSONChannelServerMessage(ChannelServerMessage::createEvent(makeClient(), "e", spSecret)).empty());
 
     std::vector<tessel::test::LogRecord> records = log.records();
     ASSERT_FALSE(records.empty());
     EXPECT_EQ(records.front().file, "src/pela/src/JSONParse");
     EXPECT_EQ(records.front().level, 4);
-    EXPECT_EQ(records.front().text, "[" + std::to_string(log.getProcessID()) + "] JSONParse::parseChannelClientMessage");
+    EXPECT_EQ(records.front().text,
+              "[" + std::to_string(log.getProcessID()) + "] JSONParse::parseChannelClientMessage");
     EXPECT_TRUE(log.contains("JSONParse::toJSONChannelServerMessage"));
     for (const tessel::test::LogRecord& record : records) {
         EXPECT_EQ(record.text.find("hunter2"), std::string::npos) << record.text;

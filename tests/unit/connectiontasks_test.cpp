@@ -1,10 +1,10 @@
 // The connection, configuration and sign-in tasks against the scriptable
 // framework fake; replies are read back from the outbound JSON texts.
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <map>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "ConfigureTask.h"
 #include "ConnectTask.h"
@@ -40,7 +40,9 @@ const std::map<std::string, TaskRunner> kTasks = {
     {"resetData", runTask<ResetDataTask>},
 };
 
-std::shared_ptr<Ptree> text(const std::string& value) { return std::make_shared<Ptree>(value); }
+std::shared_ptr<Ptree> text(const std::string& value) {
+    return std::make_shared<Ptree>(value);
+}
 
 std::shared_ptr<Ptree> list(const std::string& name, std::initializer_list<std::string> items) {
     Ptree array;
@@ -89,8 +91,7 @@ TEST_F(ConnectionTasksTest, BadInputIsRefusedBeforeTheFramework) {
         {"setUserProfileEmailAddress", obj({}), "eInvalidArgument"},
         {"setUserProfileCredentials", obj({{"authenticator", "1"}, {"username", "u"}}), "eInvalidArgument"},
         {"setUserProfileCredentials",
-         obj({{"authenticator", "1"}, {"username", "u"}, {"password", "p"}, {"domain", "x"}}),
-         "eInvalidArgument"},
+         obj({{"authenticator", "1"}, {"username", "u"}, {"password", "p"}, {"domain", "x"}}), "eInvalidArgument"},
         {"resetData", nullptr, "eInvalidArgument"},
         {"resetData", obj({{"all", "true"}}), "eSyntaxError"},
     };
@@ -121,8 +122,7 @@ TEST_F(ConnectionTasksTest, FrameworkCodesReachThePage) {
     const Case cases[] = {
         {"connect", "connect", obj({{"deviceName", "d"}}), 4, "eNoActiveDevice"},
         {"configure", "configure", obj({{"shmLocalName", "l"}, {"shmRemoteName", "r"}}), 12, "eCtiNotConfigured"},
-        {"setUserProfileEmailAddress", "setUserProfileEmailAddress", obj({{"email", "a@b.c"}}), 15,
-         "eInvalidArgument"},
+        {"setUserProfileEmailAddress", "setUserProfileEmailAddress", obj({{"email", "a@b.c"}}), 15, "eInvalidArgument"},
         {"setUserProfileCredentials", "setUserProfileCredentials",
          obj({{"authenticator", "0"}, {"username", "u"}, {"password", "p"}}), 7, "eLoggedInLock"},
         {"resetData", "resetData", obj({}), 11, "eInvalidState"},
@@ -148,8 +148,8 @@ TEST_F(ConnectionTasksTest, ParametersAndDefaultsArePassedOn) {
     EXPECT_EQ(zep.lastArgs("connect"), (std::vector<std::string>{"SEP01", "", "false"}));
     EXPECT_TRUE(log.contains("ConnectTask: mode = [SoftPhone] deviceName=[SEP01 linedn=[ forceRegistration=0"));
 
-    run("connect", obj({{"deviceName", "SEP02"}, {"lineDN", "1001"}, {"phoneMode", "DeskPhone"},
-                        {"forceRegistration", "true"}}));
+    run("connect",
+        obj({{"deviceName", "SEP02"}, {"lineDN", "1001"}, {"phoneMode", "DeskPhone"}, {"forceRegistration", "true"}}));
     EXPECT_EQ(zep.lastArgs("connect"), (std::vector<std::string>{"SEP02", "1001", "true"}));
     EXPECT_TRUE(log.contains("mode = [DeskPhone]"));
 

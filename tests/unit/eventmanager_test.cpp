@@ -1,14 +1,15 @@
 // The event manager with its seven real observers over a scriptable
 // framework: wiring, registration, and the road of an event into the queue.
-#include <gtest/gtest.h>
+#include "EventManager.h"
 
 #include <algorithm>
 #include <atomic>
 #include <thread>
 
+#include <gtest/gtest.h>
+
 #include "CapturingLog.h"
 #include "CapturingSink.h"
-#include "EventManager.h"
 #include "FakeZepWrapper.h"
 #include "HandleKnownContentEventTask.h"
 #include "ITaskSink.h"
@@ -25,21 +26,21 @@ using tessel::test::FakeZepWrapper;
 namespace {
 
 const char* const kRegisteredTexts[] = {
-    "Registered ZepW CallStateObserver",   "Registered ZepW ConnectionObserver",
-    "Registering ZepW StartupObserver",    "Registering ZepW CertificateObserver",
+    "Registered ZepW CallStateObserver",    "Registered ZepW ConnectionObserver",
+    "Registering ZepW StartupObserver",     "Registering ZepW CertificateObserver",
     "Registering ZepW MediaDeviceObserver", "Registered ZepW ExternalWindowObserver",
 };
 
 const char* const kUnregisteredTexts[] = {
-    "Unregistered ZepW CallStateObserver",   "Unregistered ZepW ConnectionObserver",
-    "Unregistered ZepW StartupObserver",     "Unregistered ZepW Login Observer",
-    "Unregistered ZepW CertificateObserver", "Unregistered ZepW MediaDeviceObserver",
+    "Unregistered ZepW CallStateObserver",      "Unregistered ZepW ConnectionObserver",
+    "Unregistered ZepW StartupObserver",        "Unregistered ZepW Login Observer",
+    "Unregistered ZepW CertificateObserver",    "Unregistered ZepW MediaDeviceObserver",
     "Unregistered ZepW ExternalWindowObserver",
 };
 
 const char* const kClassNames[] = {
-    "ZepWCallStateObserverImpl",   "ZepWConnectionObserverImpl",  "ZepWStartupObserverImpl",
-    "ZepWLoginObserverImpl",       "ZepWCertificateObserverImpl", "ZepWMediaDeviceObserverImpl",
+    "ZepWCallStateObserverImpl",      "ZepWConnectionObserverImpl",  "ZepWStartupObserverImpl",
+    "ZepWLoginObserverImpl",          "ZepWCertificateObserverImpl", "ZepWMediaDeviceObserverImpl",
     "ZepWExternalWindowObserverImpl",
 };
 
@@ -83,9 +84,9 @@ TEST_F(EventManagerTest, RegistersEachOfTheSevenObserverKindsOnceAndLogsIt) {
     spManager->registerAll();
 
     EXPECT_EQ(sorted(fake.calls()),
-              sorted({"registerObserver(callstate)", "registerObserver(certificate)",
-                      "registerObserver(connection)", "registerObserver(externalwindow)", "registerObserver(login)",
-                      "registerObserver(mediadevice)", "registerObserver(startup)"}));
+              sorted({"registerObserver(callstate)", "registerObserver(certificate)", "registerObserver(connection)",
+                      "registerObserver(externalwindow)", "registerObserver(login)", "registerObserver(mediadevice)",
+                      "registerObserver(startup)"}));
     for (const char* text : kRegisteredTexts) {
         EXPECT_EQ(log.count(text), 1u) << text;
     }
@@ -173,7 +174,8 @@ TEST_F(EventManagerTest, EventsWithNowhereToGoAreDroppedWithTheRightWord) {
     const std::string text = "EventManager no TaskDoneSink, unable to process event";
     ASSERT_EQ(log.count(text), 1u);
     const tessel::test::LogRecord record = log.records().at(log.indexOf(text));
-    EXPECT_EQ(record.file + ":" + record.function + ":" + std::to_string(record.level), "src/pela/src/EventManager:push:4");
+    EXPECT_EQ(record.file + ":" + record.function + ":" + std::to_string(record.level),
+              "src/pela/src/EventManager:push:4");
 }
 
 // Events fired from a framework thread while shutdown unregisters: nothing may

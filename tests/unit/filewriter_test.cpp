@@ -1,7 +1,7 @@
 // The outbound side: FileWriter framing and errors, and the StdoutHandler
 // thread draining a real queue into a real pipe.
 
-#include <gtest/gtest.h>
+#include "FileWriter.h"
 
 #include <csignal>
 #include <cstring>
@@ -11,8 +11,9 @@
 #include <typeinfo>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "CapturingLog.h"
-#include "FileWriter.h"
 #include "Pipe.h"
 #include "SendChannelTextTask.h"
 #include "StdoutHandler.h"
@@ -237,8 +238,8 @@ TEST_F(StdoutHandlerTest, VanishedWriterOrQueueIsLogged) {
     EXPECT_TRUE(orphanLog.waitFor("StdoutHandler::run: no TaskSource, cannot process task.", 5s));
     spOrphan->stop();
     EXPECT_FALSE(spOrphan->join());
-    EXPECT_TRUE(orphanLog.contains(
-        "UNEXPECTED StdoutHandler::_registerObserver: no TaskSource, unable to register observer"));
+    EXPECT_TRUE(
+        orphanLog.contains("UNEXPECTED StdoutHandler::_registerObserver: no TaskSource, unable to register observer"));
     EXPECT_TRUE(orphanLog.contains(
         "UNEXPECTED StdoutHandler::_unregisterObserver: no TaskSource, unable to unregister observer"));
 }

@@ -1,11 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <unicode/uchar.h>
-
 #include <cstdlib>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <unicode/uchar.h>
 
 #include "LocaleUtil.h"
 #include "StringUtil.h"
@@ -23,7 +22,8 @@ class LocaleEnvTest : public ::testing::Test {
 protected:
     void TearDown() override { setLocaleEnv(nullptr, nullptr, nullptr); }
     void setLocaleEnv(const char* lcAll, const char* lcMessages, const char* lang) {
-        const std::pair<const char*, const char*> vars[] = {{"LC_ALL", lcAll}, {"LC_MESSAGES", lcMessages}, {"LANG", lang}};
+        const std::pair<const char*, const char*> vars[] = {
+            {"LC_ALL", lcAll}, {"LC_MESSAGES", lcMessages}, {"LANG", lang}};
         for (const auto& var : vars) {
             var.second ? setenv(var.first, var.second, 1) : unsetenv(var.first);
         }
@@ -57,7 +57,8 @@ TEST_F(LocaleEnvTest, LocaleCodeComesFromTheFirstNonEmptyVariable) {
     for (const Case& c : cases) {
         setLocaleEnv(c.lcAll, c.lcMessages, c.lang);
         EXPECT_EQ(LocaleUtil::GetLocaleCode(), c.expected)
-            << (c.lcAll ? c.lcAll : "-") << " " << (c.lcMessages ? c.lcMessages : "-") << " " << (c.lang ? c.lang : "-");
+            << (c.lcAll ? c.lcAll : "-") << " " << (c.lcMessages ? c.lcMessages : "-") << " "
+            << (c.lang ? c.lang : "-");
     }
 }
 
@@ -104,8 +105,8 @@ TEST(ResStringCacheTest, FallsBackFromFullCodeToLanguageToEnglish) {
 
 // Every table is complete and usable by the registry and the dialog.
 TEST(ResStringCacheTest, EveryLanguageIsCompleteAndDistinct) {
-    const std::vector<std::wstring> codes = {L"en", L"de", L"fr", L"es", L"it", L"pt", L"pt-BR", L"nl",
-                                             L"pl", L"ru", L"ja", L"ko", L"zh", L"zh-TW", L"ar", L"he"};
+    const std::vector<std::wstring> codes = {L"en", L"de", L"fr", L"es", L"it", L"pt",    L"pt-BR", L"nl",
+                                             L"pl", L"ru", L"ja", L"ko", L"zh", L"zh-TW", L"ar",    L"he"};
     std::set<std::wstring> titles;
     for (const std::wstring& code : codes) {
         SCOPED_TRACE(StringUtil::wcsToUtf8(code));
@@ -129,8 +130,8 @@ TEST(ResStringCacheTest, EveryLanguageIsCompleteAndDistinct) {
 TEST(ResStringCacheTest, RightToLeftLanguagesStartWithRightToLeftLetters) {
     for (const wchar_t* code : {L"ar", L"he"}) {
         const ResStrings& s = ResStringCache::getStringsForLocale(code);
-        for (const std::wstring* text : {&s.title, &s.messageWithDomain, &s.messageWithoutDomain, &s.detail,
-                                         &s.denyButton}) {
+        for (const std::wstring* text :
+             {&s.title, &s.messageWithDomain, &s.messageWithoutDomain, &s.detail, &s.denyButton}) {
             const UCharDirection dir = u_charDirection(static_cast<UChar32>((*text)[0]));
             EXPECT_TRUE(dir == U_RIGHT_TO_LEFT || dir == U_RIGHT_TO_LEFT_ARABIC) << StringUtil::wcsToUtf8(*text);
         }

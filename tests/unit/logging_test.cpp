@@ -1,11 +1,7 @@
 // The logging library (records, escaping, file modes, rotation, failures)
 // and the host's glue around it (LogFactory, FileUtil, PlatformUtil).
 
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,7 +14,11 @@
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <ozklogger/OZKLogger.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 
 #include "CapturingLog.h"
 #include "FileUtil.h"
@@ -101,8 +101,8 @@ TEST_F(LoggingTest, RecordCarriesTimeThreadLevelModuleSourceAndEscapedText) {
     std::smatch match;
     ASSERT_TRUE(std::regex_search(lines[0], match, stamp));
     EXPECT_EQ(match.position(0), 0);
-    EXPECT_EQ(lines[0].substr(24), "[" + std::to_string(tid) +
-                                       "] INFO [tessel] src/pela/src/Foo:42 run: [7] first\\nsecond\\r\\nthird");
+    EXPECT_EQ(lines[0].substr(24),
+              "[" + std::to_string(tid) + "] INFO [tessel] src/pela/src/Foo:42 run: [7] first\\nsecond\\r\\nthird");
     EXPECT_NE(lines[1].find("] NOTICE [tessel] src/pela/src/Bar:7 execute: not supported"), std::string::npos);
 }
 
@@ -319,7 +319,7 @@ TEST(LogFactoryTest, InitialisesOnceAndHandsOutOneShim) {
     OZKLogger_flush();
     auto lines = readLines(path);
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("INFO [tessel] src/pela/src/Test:"),std::string::npos);
+    EXPECT_NE(lines[0].find("INFO [tessel] src/pela/src/Test:"), std::string::npos);
     EXPECT_NE(lines[0].find(": [" + std::to_string(getpid()) + "] value=[5]"), std::string::npos);
 
     OZKLogger_shutdown();
@@ -331,7 +331,8 @@ TEST(PlatformUtilTest, AnswersLittleEndianAndLogsIt) {
     EXPECT_FALSE(PlatformUtil::iAmBigEndian(&log));
     ASSERT_EQ(log.records().size(), 1u);
     const tessel::test::LogRecord record = log.records()[0];
-    EXPECT_EQ(record.file + ":" + record.function + ":" + std::to_string(record.level), "src/pela/src/PlatformUtil:iAmBigEndian:4");
+    EXPECT_EQ(record.file + ":" + record.function + ":" + std::to_string(record.level),
+              "src/pela/src/PlatformUtil:iAmBigEndian:4");
     EXPECT_EQ(record.text, "[" + std::to_string(getpid()) + "] Platform: little-endian");
 }
 

@@ -4,9 +4,10 @@
 #include <gtest/gtest.h>
 
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
-#include <boost/property_tree/json_parser.hpp>
 #include <functional>
 #include <sstream>
+
+#include <boost/property_tree/json_parser.hpp>
 
 #include "CapturingLog.h"
 #include "CapturingSink.h"
@@ -209,9 +210,11 @@ TEST_F(ObserversTest, LoginAndMediaDeviceEvents) {
          "\"errors\":[{\"error\":\"bad password\"},{\"error\":\"locked\"}]}"},
         {[&] { observer->onSSOSignInRequired(std::make_shared<std::vector<std::string>>()); },
          "ssosigninrequired {\"errors\":[]}"},
-        {[&] { observer->onUserProfileEmailAddressRequired(nullptr); }, "userprofileemailaddressrequired {\"errors\":[]}"},
+        {[&] { observer->onUserProfileEmailAddressRequired(nullptr); },
+         "userprofileemailaddressrequired {\"errors\":[]}"},
         {[&] { observer->onSSOShowWindow(true); }, "ssoshowwindow {\"show\":true}"},
-        {[&] { observer->onCanCancelSingleSignOnChanged(false); }, "cancancelsinglesignonchanged {\"cancancel\":false}"},
+        {[&] { observer->onCanCancelSingleSignOnChanged(false); },
+         "cancancelsinglesignonchanged {\"cancancel\":false}"},
         {[&] { observer->onAuthenticationStatusChanged("Failed", "Ung\xC3\xBCltig \xCE\xA9"); },
          "authenticationresult {\"status\":\"Failed\",\"result\":\"Ung\xFCltig \\u03A9\"}"},
         {[&] { observer->onSSONavigateTo("https://idp.example/login?x=1"); },
@@ -223,7 +226,13 @@ TEST_F(ObserversTest, LoginAndMediaDeviceEvents) {
         {[&] { observer->onSSOSessionExpiryPromptRequired(); }, "ssosessionexpirypromptrequired <none>"},
         {[&] { media->onMultimediaDevicesChanged(); }, "multimediadevicechange <none>"},
         {[&] { media->onCurrentSpeakerVolumeChanged(-3); }, "speakervolumechanged {\"volume\":-3}"},
-        {[&] { media->onCurrentRingtoneChanged("Gl\xC3\xB6" "cke"); }, "ringtonechanged {\"ringtone\":\"Gl\xF6" "cke\"}"},
+        {[&] {
+             media->onCurrentRingtoneChanged(
+                 "Gl\xC3\xB6"
+                 "cke");
+         },
+         "ringtonechanged {\"ringtone\":\"Gl\xF6"
+         "cke\"}"},
     });
     EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnUserProfileEmailAddressRequiredd"));
     EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnSSOShowWindow [1]"));
@@ -282,8 +291,8 @@ TEST_F(ObserversTest, WindowStateEvent) {
 class WindowPressTest : public ObserversTest {
 protected:
     void SetUp() override {
-        for (const char* name : {"mute", "unmute", "endCall", "resume", "setVideoDirection", "sendDTMF",
-                                 "hideExternalWindow"}) {
+        for (const char* name :
+             {"mute", "unmute", "endCall", "resume", "setVideoDirection", "sendDTMF", "hideExternalWindow"}) {
             spRegistry->registerTaskFactory(name, std::make_shared<CommandFactory>(name), true);
         }
         spObserver = wired<ZepWExternalWindowObserverImpl>();
@@ -296,8 +305,7 @@ protected:
         auto tasks = spSink->tasksOf<CommandTask>();
         EXPECT_EQ(spSink->size(), 1u);
         spSink->clear();
-        if (tasks.size() != 1 || !tasks[0]->getTaskContext() ||
-            !tasks[0]->getTaskContext()->getSDKClientMessage()) {
+        if (tasks.size() != 1 || !tasks[0]->getTaskContext() || !tasks[0]->getTaskContext()->getSDKClientMessage()) {
             return "<no request>";
         }
         EXPECT_EQ(tasks[0]->commandName, name);

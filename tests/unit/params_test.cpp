@@ -8,7 +8,6 @@
 
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
 #include <boost/property_tree/json_parser.hpp>
-
 #include <gtest/gtest.h>
 
 #include "CapturingLog.h"
@@ -76,8 +75,13 @@ TEST(StringConversions, OnlyTheWholeTextCountsAndBooleansAreExactlyTrueOrFalse) 
 
 TEST(StringEncodings, Utf8AndWideRoundTrip) {
     static_assert(sizeof(wchar_t) == 4, "wide strings are UTF-32");
-    const std::string samples[] = {"", "example.test", "Zo\xC3\xAB", "\xCE\xBB\xCE\xB1", "\xE4\xB8\xAD\xE6\x96\x87",
-                                   "a\xF0\x9F\x98\x80z", "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D"};
+    const std::string samples[] = {"",
+                                   "example.test",
+                                   "Zo\xC3\xAB",
+                                   "\xCE\xBB\xCE\xB1",
+                                   "\xE4\xB8\xAD\xE6\x96\x87",
+                                   "a\xF0\x9F\x98\x80z",
+                                   "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D"};
     for (const std::string& s : samples) {
         EXPECT_EQ(StringUtil::wcsToUtf8(StringUtil::utf8ToWcs(s)), s);
     }
@@ -87,7 +91,10 @@ TEST(StringEncodings, Utf8AndWideRoundTrip) {
 
 TEST(StringEncodings, InvalidInputIsDroppedNotTruncated) {
     // A stray byte, an overlong form and a cut-off sequence at the end.
-    EXPECT_EQ(StringUtil::utf8ToWcs("a\xFF" "b\xC0\xAF" "c\xE4\xB8"), std::wstring(L"abc"));
+    EXPECT_EQ(StringUtil::utf8ToWcs("a\xFF"
+                                    "b\xC0\xAF"
+                                    "c\xE4\xB8"),
+              std::wstring(L"abc"));
     std::wstring wide = L"x";
     wide.push_back(static_cast<wchar_t>(0xD800));    // lone surrogate
     wide.push_back(static_cast<wchar_t>(0x110000));  // beyond Unicode
@@ -108,7 +115,9 @@ TEST(StringEncodings, EscapedFormForTheJsonLayer) {
     EXPECT_EQ(StringUtil::utf8ToEscString("\xC3\xBF\xC5\xBF"), "\xFF\\u017F");
     EXPECT_EQ(StringUtil::utf8ToEscString("\xF0\x9F\x98\x80"), "\\uD83D\\uDE00");
     // Invalid bytes vanish; the rest is kept.
-    EXPECT_EQ(StringUtil::utf8ToEscString("a\xFF" "b"), "ab");
+    EXPECT_EQ(StringUtil::utf8ToEscString("a\xFF"
+                                          "b"),
+              "ab");
     // The text ends at an embedded zero, as for a C string.
     EXPECT_EQ(StringUtil::utf8ToEscString(std::string("ab\0cd", 5)), "ab");
 }
@@ -132,8 +141,8 @@ TEST(PtreeTests, DuplicatesEmptinessAndRemovingRepeatedKeys) {
     EXPECT_FALSE(PtreeUtil::checkPtreeIsEmpty(Ptree("value"), &log));
     EXPECT_FALSE(PtreeUtil::checkPtreeIsEmpty(content(R"({"a": "", "b": {}})"), &log));
     EXPECT_EQ(log.texts(), (std::vector<std::string>{"Invalid argument: unexpected arguments",
-                                                      "Invalid argument: unexpected key [a]",
-                                                      "Invalid argument: unexpected key [b]"}));
+                                                     "Invalid argument: unexpected key [a]",
+                                                     "Invalid argument: unexpected key [b]"}));
 
     tree = content(R"({"k": "first", "m": "x", "k": "second"})");
     Ptree out;
@@ -159,9 +168,9 @@ TEST(PtreeTests, StringVectors) {
     EXPECT_FALSE(PtreeUtil::ptreeToStringVector(content(R"({"l": ["a", {"k": "v"}]})").get_child("l"), kept, &log));
     EXPECT_FALSE(PtreeUtil::ptreeToStringVector(content(R"({"l": {"k": "v"}})").get_child("l"), kept, &log));
     EXPECT_FALSE(PtreeUtil::ptreeToStringVector(Ptree("scalar"), kept, &log));
-    EXPECT_EQ(log.texts(), (std::vector<std::string>{"Invalid argument: not a vector of strings.",
-                                                      "Invalid argument: not a vector.",
-                                                      "Invalid argument: not a vector."}));
+    EXPECT_EQ(log.texts(),
+              (std::vector<std::string>{"Invalid argument: not a vector of strings.", "Invalid argument: not a vector.",
+                                        "Invalid argument: not a vector."}));
     EXPECT_EQ(kept, std::vector<std::string>{"keep"});
     // Success appends.
     EXPECT_TRUE(PtreeUtil::ptreeToStringVector(content(R"({"l": ["x"]})").get_child("l"), kept, nullptr));
@@ -284,7 +293,7 @@ TEST(TaskParams, AnObjectWhereAValueBelongsFailsEveryOperationAndIsRemoved) {
         Ptree tree = content(json);
         EXPECT_EQ(TaskParamUtil::removeString("k", tree, true, s, &log), 15);
         EXPECT_EQ(log.texts(), (std::vector<std::string>{"Invalid argument: Expecting string, found object.",
-                                                          "Invalid argument [k]"}));
+                                                         "Invalid argument [k]"}));
     }
     Ptree tree = content(json);
     EXPECT_EQ(TaskParamUtil::removeCallId("k", tree, true, i, nullptr), 1);

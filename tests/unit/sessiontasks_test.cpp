@@ -1,11 +1,12 @@
 // The session tasks with the real client registry, a counting framework client
 // and a sink that collects the outbound JSON texts.
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <functional>
 #include <regex>
+
+#include <gtest/gtest.h>
 
 #include "AuthorizationTask.h"
 #include "CapturingLog.h"
@@ -17,11 +18,11 @@
 #include "FakeZepWCmdClient.h"
 #include "GetUserAuthStatusTask.h"
 #include "GetVersionTask.h"
+#include "HostProcess.h"
 #include "InitTask.h"
 #include "SDKClientMessage.h"
 #include "ShowUserAuthorizationTask.h"
 #include "StopTask.h"
-#include "HostProcess.h"
 #include "TaskContext.h"
 
 using namespace tessel;
@@ -40,7 +41,9 @@ public:
         params = p;
         callback = cb;
     }
-    void answer(bool userConfirm, bool remember) { (*callback)(params.site, false, userConfirm, remember, params.domain); }
+    void answer(bool userConfirm, bool remember) {
+        (*callback)(params.site, false, userConfirm, remember, params.domain);
+    }
 
     ConfirmLoadParams params;
     ConfirmLoadCallback callback;
@@ -49,9 +52,8 @@ public:
 // The raw JSON spelling of a member, so typed booleans are told from strings.
 std::string rawValue(const std::string& json, const std::string& key) {
     std::smatch match;
-    return std::regex_search(json, match, std::regex("\"" + key + "\"\\s*:\\s*(\"[^\"]*\"|[^,}\\s]*)"))
-               ? match[1].str()
-               : "<absent>";
+    return std::regex_search(json, match, std::regex("\"" + key + "\"\\s*:\\s*(\"[^\"]*\"|[^,}\\s]*)")) ? match[1].str()
+                                                                                                        : "<absent>";
 }
 
 class SessionTasksTest : public ::testing::Test {
@@ -119,7 +121,9 @@ protected:
         return t;
     }
 
-    static const Ptree& server(const Ptree& message) { return message.get_child("norvaChannelMessage.norvaSDKServerMessage"); }
+    static const Ptree& server(const Ptree& message) {
+        return message.get_child("norvaChannelMessage.norvaSDKServerMessage");
+    }
 
     CapturingLog log;
     std::shared_ptr<CapturingSink> spOut;
@@ -127,7 +131,6 @@ protected:
     std::shared_ptr<FakeZepWCmdClient> spZep;
     std::shared_ptr<ClientManager> spManager;
     std::vector<std::shared_ptr<ScriptedDialog>> dialogs;
-
 
 private:
     pelatest::TempDir m_configDir;
@@ -165,10 +168,15 @@ TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
         auto texts = spOut->texts();
         ASSERT_EQ(texts.size(), 1u);
         // Typed booleans; only two follow the framing.
-        const std::pair<const char*, bool> expected[] = {
-            {"video", true},          {"multireg", true},           {"delayedUserAuth", true},
-            {"certValidation", true}, {"videoPluginObject", !chrome}, {"externalWindowDocking", chrome},
-            {"showingDockingTarget", true}, {"ringtoneSelection", false}, {"ringOnAllDevices", false}};
+        const std::pair<const char*, bool> expected[] = {{"video", true},
+                                                         {"multireg", true},
+                                                         {"delayedUserAuth", true},
+                                                         {"certValidation", true},
+                                                         {"videoPluginObject", !chrome},
+                                                         {"externalWindowDocking", chrome},
+                                                         {"showingDockingTarget", true},
+                                                         {"ringtoneSelection", false},
+                                                         {"ringOnAllDevices", false}};
         for (const auto& capability : expected) {
             EXPECT_EQ(rawValue(texts[0], capability.first), capability.second ? "true" : "false") << capability.first;
         }
@@ -186,19 +194,35 @@ TEST_F(SessionTasksTest, MissingCollaboratorsAndUnwantedContent) {
         const char* logged;
         bool errorReply;
     } cases[] = {
-        {[&] { auto c = context(client, "init"); c->setClientManager(nullptr); run<InitTask>(c); },
+        {[&] {
+             auto c = context(client, "init");
+             c->setClientManager(nullptr);
+             run<InitTask>(c);
+         },
          "UNEXPECTED InitTask::execute context contains no ClientManager. Unable to process request.", true},
-        {[&] { auto c = context(client, "init"); c->setZepCmdcli(nullptr); run<InitTask>(c); },
+        {[&] {
+             auto c = context(client, "init");
+             c->setZepCmdcli(nullptr);
+             run<InitTask>(c);
+         },
          "UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request.", false},
         {[&] { run<InitTask>(context(nullptr, "init")); },
          "UNEXPECTED InitTask::execute context contains no ChannelClient. Unable to process request.", false},
-        {[&] { run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", tree({{"x", "1"}}))); },
+        {[&] {
+             run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", tree({{"x", "1"}})));
+         },
          "Syntax error: no input content should be specified", true},
-        {[&] { auto c = context(fresh, "showUserAuthorization"); c->setZepCmdcli(nullptr);
-               run<ShowUserAuthorizationTask>(c); },
+        {[&] {
+             auto c = context(fresh, "showUserAuthorization");
+             c->setZepCmdcli(nullptr);
+             run<ShowUserAuthorizationTask>(c);
+         },
          "UNEXPECTED ShowUserAuthorizationTask::execute no spZepCmdcli", false},
-        {[&] { auto c = context(fresh, "showUserAuthorization"); c->setClientManager(nullptr);
-               run<ShowUserAuthorizationTask>(c); },
+        {[&] {
+             auto c = context(fresh, "showUserAuthorization");
+             c->setClientManager(nullptr);
+             run<ShowUserAuthorizationTask>(c);
+         },
          "UNEXPECTED ShowUserAuthorizationTask::execute no spClientManager", true},
     };
     for (const auto& c : cases) {

@@ -1,6 +1,7 @@
 // Task context, task queue and the task handler thread.
 
-#include <gtest/gtest.h>
+#include "TaskQueue.h"
+
 #include <pthread.h>
 
 #include <atomic>
@@ -11,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "CapturingLog.h"
 #include "ChannelClient.h"
 #include "ClientManager.h"
@@ -19,7 +22,6 @@
 #include "TaskContext.h"
 #include "TaskHandler.h"
 #include "TaskImpl.h"
-#include "TaskQueue.h"
 #include "TaskRegistry.h"
 
 namespace {
@@ -211,8 +213,16 @@ TEST_F(ProcessTaskTest, MissingCollaboratorSkipsTheTaskWithTheFirstMissingNamed)
         std::function<void(TaskHandler&)> unset;
     };
     const std::vector<Case> cases = {
-        {"!spTaskDoneSink", [](TaskHandler& h) { h.setTaskDoneSink(nullptr); h.setClientManager(nullptr); }},
-        {"!spTaskRegistry", [](TaskHandler& h) { h.setTaskRegistry(nullptr); h.setZepCmdcli(nullptr); }},
+        {"!spTaskDoneSink",
+         [](TaskHandler& h) {
+             h.setTaskDoneSink(nullptr);
+             h.setClientManager(nullptr);
+         }},
+        {"!spTaskRegistry",
+         [](TaskHandler& h) {
+             h.setTaskRegistry(nullptr);
+             h.setZepCmdcli(nullptr);
+         }},
         {"!spClientManager", [](TaskHandler& h) { h.setClientManager(nullptr); }},
         {"!spZepCmdcli", [](TaskHandler& h) { h.setZepCmdcli(nullptr); }},
     };
@@ -284,13 +294,13 @@ TEST_F(ProcessTaskTest, HandlerThreadExecutesQueuedTasksInOrderAndStopsTheFramew
 TEST_F(ProcessTaskTest, HandlerThreadEndsWhenItsTaskSourceIsGone) {
     ASSERT_EQ(m_spHandler->start(), 0);
     ASSERT_TRUE(m_log.waitFor("Task handler running", std::chrono::seconds(10)));
-    EXPECT_TRUE(m_log.contains(
-        "UNEXPECTED TaskHandler::_registerObserver: no TaskSource, unable to register observer"));
+    EXPECT_TRUE(
+        m_log.contains("UNEXPECTED TaskHandler::_registerObserver: no TaskSource, unable to register observer"));
     m_spHandler->notifyNewTask();
     ASSERT_TRUE(m_log.waitFor("Task handler exiting", std::chrono::seconds(10)));
     EXPECT_TRUE(m_log.contains("TaskHandler::run: no TaskSource, cannot process task."));
-    EXPECT_TRUE(m_log.contains(
-        "UNEXPECTED TaskHandler::_unregisterObserver: no TaskSource, unable to unregister observer"));
+    EXPECT_TRUE(
+        m_log.contains("UNEXPECTED TaskHandler::_unregisterObserver: no TaskSource, unable to unregister observer"));
     EXPECT_FALSE(m_spHandler->join());
     EXPECT_EQ(m_spCmdcli->stopCount(), 1);
 }

@@ -1,9 +1,7 @@
 // The threading layer: events (and the condition under them), mutexes and threads on pthreads.
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,6 +14,9 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+
 #include "Event.h"
 #include "Mutex.h"
 #include "ScopedLock.h"
@@ -26,8 +27,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 long elapsedMs(Clock::time_point since) {
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
 }
 
 class FunctionRunnable : public ozk::Runnable {
@@ -41,9 +41,7 @@ private:
 
 // A thread running fn from construction until joined.
 struct Worker {
-    explicit Worker(std::function<void()> fn) : runnable(std::move(fn)) {
-        EXPECT_EQ(thread.start(runnable), 0);
-    }
+    explicit Worker(std::function<void()> fn) : runnable(std::move(fn)) { EXPECT_EQ(thread.start(runnable), 0); }
     bool join() { return thread.join(); }
     FunctionRunnable runnable;
     ozk::Thread thread;
@@ -87,8 +85,8 @@ public:
 TEST(EventTest, AutoResetManualResetAndTimedWaitEdges) {
     ozk::Event autoReset(true);
     EXPECT_TRUE(autoReset.set());
-    EXPECT_TRUE(autoReset.set());     // setting a signalled event changes nothing
-    EXPECT_FALSE(autoReset.reset());  // refused on auto-reset, signal kept
+    EXPECT_TRUE(autoReset.set());           // setting a signalled event changes nothing
+    EXPECT_FALSE(autoReset.reset());        // refused on auto-reset, signal kept
     EXPECT_FALSE(autoReset.timedWait(-1));  // a negative wait fails at once, even when signalled
     EXPECT_TRUE(autoReset.timedWait(0));    // and left the signal, which a zero wait consumes
     auto start = Clock::now();

@@ -1,8 +1,4 @@
-#include <gtest/gtest.h>
-
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -10,6 +6,10 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 
 #include "CapturingLog.h"
 #include "ClientAuthWhitelist.h"
@@ -77,9 +77,17 @@ TEST_F(WhitelistTest, PreferencesPathFollowsXdgConfigHomeThenHome) {
 }
 
 TEST_F(WhitelistTest, OddHostNamesRoundTripExactlyAndCaseMatters) {
-    const std::vector<std::wstring> sites = {L"[2001:db8::1]:8443", L"a=b&c",       L"quo\"te",     L"back\\slash",
-                                             L"例え.テスト",        L"😀.emoji.test", L"line\nfeed", L"ctrl\x01" L"char",
-                                             L"UPPER.Example.COM", L"AlwaysAllow_x"};
+    const std::vector<std::wstring> sites = {L"[2001:db8::1]:8443",
+                                             L"a=b&c",
+                                             L"quo\"te",
+                                             L"back\\slash",
+                                             L"例え.テスト",
+                                             L"😀.emoji.test",
+                                             L"line\nfeed",
+                                             L"ctrl\x01"
+                                             L"char",
+                                             L"UPPER.Example.COM",
+                                             L"AlwaysAllow_x"};
     for (const std::wstring& site : sites) {
         EXPECT_FALSE(allowed(site));
         allow(site);
@@ -200,7 +208,9 @@ TEST_F(WhitelistTest, FolderAndFileArePrivateWhateverTheUmask) {
 TEST_F(WhitelistTest, ConcurrentWritersLoseNothing) {
     const int kWriters = 5;  // three processes, then two threads of this one
     const int kEach = 25;
-    auto site = [](int w, int i) { return StringUtil::utf8ToWcs(std::to_string(w) + "-" + std::to_string(i) + ".test"); };
+    auto site = [](int w, int i) {
+        return StringUtil::utf8ToWcs(std::to_string(w) + "-" + std::to_string(i) + ".test");
+    };
     std::vector<pid_t> children;
     for (int p = 0; p < 3; ++p) {
         const pid_t pid = fork();
@@ -274,12 +284,12 @@ TEST(FlatJsonObjectTest, ParsesEscapesAndSerializesBack) {
 }
 
 TEST(FlatJsonObjectTest, RejectsWhatIsNotStrictJson) {
-    const std::vector<std::string> bad = {
-        "", "[]", "{\"a\":1,}", "{\"a\":1}{}", "{a:1}", "{\"a\":01}", "{\"a\":1.}", "{\"a\":True}",
-        "{\"a\":\"\t\"}", "{\"a\":\"\\ud800\\u0041\"}", "{\"a\":\"\\udc00\"}", "{\"\xC0\x80\":1}",
-        "{\"\xED\xA0\x80\":1}", "{\"\xE2\x82\":1}", "{\"a\":{\"b\":1,\"b\":2}}", "{\"a\":1 \"b\":2}",
-        // Deep nesting is refused without exhausting the stack.
-        "{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}"};
+    const std::vector<std::string> bad = {"", "[]", "{\"a\":1,}", "{\"a\":1}{}", "{a:1}", "{\"a\":01}", "{\"a\":1.}",
+                                          "{\"a\":True}", "{\"a\":\"\t\"}", "{\"a\":\"\\ud800\\u0041\"}",
+                                          "{\"a\":\"\\udc00\"}", "{\"\xC0\x80\":1}", "{\"\xED\xA0\x80\":1}",
+                                          "{\"\xE2\x82\":1}", "{\"a\":{\"b\":1,\"b\":2}}", "{\"a\":1 \"b\":2}",
+                                          // Deep nesting is refused without exhausting the stack.
+                                          "{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}"};
     for (const std::string& text : bad) {
         FlatJsonObject obj;
         obj.set("untouched", "true");

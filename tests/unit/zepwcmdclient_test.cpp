@@ -1,7 +1,6 @@
 // The framework command client over a scriptable framework: start/stop once,
 // pumping only while started, and the mutex that orders a stop after a pump.
-#include <gtest/gtest.h>
-#include <zepwrapper/ZepWrapper.h>
+#include "ZepWCmdClient.h"
 
 #include <atomic>
 #include <chrono>
@@ -9,8 +8,10 @@
 #include <mutex>
 #include <thread>
 
+#include <gtest/gtest.h>
+#include <zepwrapper/ZepWrapper.h>
+
 #include "FakeZepWrapper.h"
-#include "ZepWCmdClient.h"
 
 using namespace tessel;
 using tessel::test::FakeZepWrapper;

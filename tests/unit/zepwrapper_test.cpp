@@ -2,10 +2,8 @@
 // test gets private HOME, XDG_STATE_HOME and XDG_RUNTIME_DIR folders so the
 // engine's files land in a temporary tree.
 
-#include <bctoolbox/logging.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,11 +19,14 @@
 #include <thread>
 #include <vector>
 
+#include <bctoolbox/logging.h>
 #include <gtest/gtest.h>
-#include "HostProcess.h"
 #include <ozklogger/OZKLogger.h>
+#include <sys/stat.h>
 #include <zepwrapper/ZepObservers.h>
 #include <zepwrapper/ZepWrapper.h>
+
+#include "HostProcess.h"
 
 namespace {
 
@@ -139,7 +140,9 @@ mode_t modeOf(const std::string& path) {
     return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
 }
 
-bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+bool exists(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
 
 // --- fixture -----------------------------------------------------------------
 

@@ -1,7 +1,6 @@
 #include "ozklogger/OZKLogger.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,6 +14,7 @@
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
+#include <sys/stat.h>
 
 struct OZKLogger {
     explicit OZKLogger(const std::string& module) : module(module) {}
@@ -35,7 +35,7 @@ struct State {
     std::shared_ptr<spdlog::logger> logger;
     std::map<std::string, std::unique_ptr<OZKLogger>> modules;
 
-    std::mutex sinkMutex;  // guards and serialises the test hook
+    std::mutex sinkMutex;              // guards and serialises the test hook
     std::atomic<bool> hasSink{false};  // spares records the hook lock when unused
     OZKLoggerSinkFn sinkFn = nullptr;
     void* sinkCtx = nullptr;
@@ -52,8 +52,7 @@ std::string errnoText(int code) {
 }
 
 void reportDisabled(const std::string& path, const std::string& reason) {
-    fprintf(stderr, "OZKLogger: cannot open log file '%s' (%s); logging disabled\n", path.c_str(),
-            reason.c_str());
+    fprintf(stderr, "OZKLogger: cannot open log file '%s' (%s); logging disabled\n", path.c_str(), reason.c_str());
 }
 
 // Creates each missing parent folder of path with mode 0700. Folders that
@@ -109,11 +108,16 @@ spdlog::level::level_enum toSpdLevel(int level) {
 
 const char* levelName(int level) {
     switch (level) {
-        case OZKLogLevelError: return "ERROR";
-        case OZKLogLevelNotice: return "NOTICE";
-        case OZKLogLevelWarning: return "WARN";
-        case OZKLogLevelInfo: return "INFO";
-        default: return level < OZKLogLevelError ? "ERROR" : "DEBUG";
+        case OZKLogLevelError:
+            return "ERROR";
+        case OZKLogLevelNotice:
+            return "NOTICE";
+        case OZKLogLevelWarning:
+            return "WARN";
+        case OZKLogLevelInfo:
+            return "INFO";
+        default:
+            return level < OZKLogLevelError ? "ERROR" : "DEBUG";
     }
 }
 
@@ -124,9 +128,15 @@ void appendEscaped(std::string& out, const char* text) {
     }
     for (const char* p = text; *p != '\0'; ++p) {
         switch (*p) {
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            default: out += *p; break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            default:
+                out += *p;
+                break;
         }
     }
 }
@@ -183,8 +193,8 @@ int OZKLogger_initializeWithLimits(const char* path, size_t maxBytes, size_t max
             std::string ignored;
             createPrivateFile(name, ignored);
         };
-        auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(filePath, maxBytes, maxFiles,
-                                                                            false, handlers);
+        auto sink =
+            std::make_shared<spdlog::sinks::rotating_file_sink_mt>(filePath, maxBytes, maxFiles, false, handlers);
         auto logger = std::make_shared<spdlog::logger>("ozklogger", sink);
         logger->set_pattern("%Y-%m-%d %H:%M:%S.%e [%t] %v");
         logger->set_level(spdlog::level::trace);
@@ -214,14 +224,13 @@ OZKLogger* OZKLogger_getLogger(const char* moduleName) {
     return slot.get();
 }
 
-void OZKLog(OZKLogger* logger, int level, const char* file, int line, const char* function,
-            const char* text) {
+void OZKLog(OZKLogger* logger, int level, const char* file, int line, const char* function, const char* text) {
     State& s = state();
     if (s.hasSink) {
         std::lock_guard<std::mutex> lock(s.sinkMutex);
         if (s.sinkFn != nullptr) {
-            s.sinkFn(s.sinkCtx, logger, level, file != nullptr ? file : "", line,
-                     function != nullptr ? function : "", text != nullptr ? text : "");
+            s.sinkFn(s.sinkCtx, logger, level, file != nullptr ? file : "", line, function != nullptr ? function : "",
+                     text != nullptr ? text : "");
         }
     }
 

@@ -50,8 +50,7 @@ std::shared_ptr<ChannelServerMessage> ChannelServerMessage::createSuccessReplyTo
 }
 
 std::shared_ptr<ChannelServerMessage> ChannelServerMessage::createSuccessReplyTo(
-    std::shared_ptr<ChannelClient> client, std::shared_ptr<SDKClientMessage> request,
-    std::shared_ptr<Ptree> content) {
+    std::shared_ptr<ChannelClient> client, std::shared_ptr<SDKClientMessage> request, std::shared_ptr<Ptree> content) {
     std::shared_ptr<ChannelServerMessage> spMessage = createSuccessReplyTo(client, request);
     if (spMessage && content) {
         spMessage->getSDKServerMessage()->setContent(content);

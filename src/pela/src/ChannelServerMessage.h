@@ -20,13 +20,14 @@ public:
 
     std::string toString() const;
 
-    static std::shared_ptr<ChannelServerMessage> createSuccessReplyTo(
-        std::shared_ptr<ChannelClient> client, std::shared_ptr<SDKClientMessage> request);
-    static std::shared_ptr<ChannelServerMessage> createSuccessReplyTo(
-        std::shared_ptr<ChannelClient> client, std::shared_ptr<SDKClientMessage> request,
-        std::shared_ptr<Ptree> content);
-    static std::shared_ptr<ChannelServerMessage> createErrorReplyTo(
-        std::shared_ptr<ChannelClient> client, std::shared_ptr<SDKClientMessage> request, int code);
+    static std::shared_ptr<ChannelServerMessage> createSuccessReplyTo(std::shared_ptr<ChannelClient> client,
+                                                                      std::shared_ptr<SDKClientMessage> request);
+    static std::shared_ptr<ChannelServerMessage> createSuccessReplyTo(std::shared_ptr<ChannelClient> client,
+                                                                      std::shared_ptr<SDKClientMessage> request,
+                                                                      std::shared_ptr<Ptree> content);
+    static std::shared_ptr<ChannelServerMessage> createErrorReplyTo(std::shared_ptr<ChannelClient> client,
+                                                                    std::shared_ptr<SDKClientMessage> request,
+                                                                    int code);
     static std::shared_ptr<ChannelServerMessage> createEvent(std::shared_ptr<ChannelClient> client,
                                                              const std::string& eventName);
     static std::shared_ptr<ChannelServerMessage> createEvent(std::shared_ptr<ChannelClient> client,

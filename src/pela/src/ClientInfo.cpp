@@ -5,7 +5,9 @@
 namespace tessel {
 
 namespace {
-const char* boolText(bool value) { return value ? "true" : "false"; }
+const char* boolText(bool value) {
+    return value ? "true" : "false";
+}
 }  // namespace
 
 AuthStatus ClientInfo::getAuthStatus() const {

@@ -31,7 +31,9 @@ const char* const kChromeType = "Chrome";
 // answers must not freeze the task handler, so we give up after this long.
 const long kAcdShutdownWaitMs = 10000;
 
-const char* boolText(bool value) { return value ? "true" : "false"; }
+const char* boolText(bool value) {
+    return value ? "true" : "false";
+}
 
 std::wstring replaceAll(std::wstring text, const std::wstring& pattern, const std::wstring& replacement) {
     if (pattern.empty()) {
@@ -146,8 +148,8 @@ bool ClientManagerCore::updateKnownClient(const ChannelClient& client, ClientInf
         info.setName(client.getName());
     } else if (!client.getName().empty() && client.getName() != info.getName()) {
         PELA_LOG4(log, kSrc,
-                  "UClient name=[" << client.getName() << "] differs from name already registered ["
-                                   << info.getName() << "] for id=[" << id << "]. Reject client.");
+                  "UClient name=[" << client.getName() << "] differs from name already registered [" << info.getName()
+                                   << "] for id=[" << id << "]. Reject client.");
         return false;
     }
 
@@ -286,8 +288,8 @@ void ClientManagerCore::showUserAuthorization(const std::shared_ptr<ChannelClien
     auto it = clients.find(client->getId());
     if (it == clients.end()) {
         PELA_LOG4(log, kSrc,
-                  "UNEXPECTED showUserAuthorization client not registered: ["
-                      << client->toString() << "]. Unable to authorize client.");
+                  "UNEXPECTED showUserAuthorization client not registered: [" << client->toString()
+                                                                              << "]. Unable to authorize client.");
         return;
     }
     ClientInfo info = it->second;
@@ -357,8 +359,7 @@ void ClientManagerCore::openConfirmDialog(ClientInfo& info, const std::weak_ptr<
                                         << " rtl=" << (params.rtl ? 1 : 0));
 
     ConfirmLoadCallback callback = std::make_shared<ConfirmLoadCallbackFn>(
-        [self](const std::string& clientId, bool cancelled, bool userConfirm, bool remember,
-               const std::wstring& site) {
+        [self](const std::string& clientId, bool cancelled, bool userConfirm, bool remember, const std::wstring& site) {
             if (std::shared_ptr<ClientManagerCore> core = self.lock()) {
                 core->confirmLoadCallback(clientId, cancelled, userConfirm, remember, site);
             }
@@ -381,14 +382,12 @@ void ClientManagerCore::confirmLoadCallback(const std::string& clientId, bool ca
                                             bool remember, const std::wstring& site) {
     PELA_LOG4(log, kSrc,
               "confirmLoadCallback clientId=" << clientId << " site=[" << StringUtil::wcsToUtf8(site) << "]"
-                                              << " cancelled=" << boolText(cancelled)
-                                              << " userConfirm=" << boolText(userConfirm)
-                                              << " remember=" << boolText(remember));
+                                              << " cancelled=" << boolText(cancelled) << " userConfirm="
+                                              << boolText(userConfirm) << " remember=" << boolText(remember));
     ozk::ScopedLock lock(mutex);
     auto it = clients.find(clientId);
     if (it == clients.end()) {
-        PELA_LOG4(log, kSrc, "confirmLoadCallback client ID not registered: [" << clientId
-                                                                               << "]. Nothing more to do.");
+        PELA_LOG4(log, kSrc, "confirmLoadCallback client ID not registered: [" << clientId << "]. Nothing more to do.");
         return;
     }
     ClientInfo info = it->second;
@@ -528,8 +527,8 @@ void ClientManager::showUserAuthorization(std::shared_ptr<ChannelClient> client)
     m_pImpl->spCore->showUserAuthorization(client, m_pImpl->spCore);
 }
 
-void ClientManager::confirmLoadCallback(const std::string& clientId, bool cancelled, bool userConfirm,
-                                        bool remember, const std::wstring& site) {
+void ClientManager::confirmLoadCallback(const std::string& clientId, bool cancelled, bool userConfirm, bool remember,
+                                        const std::wstring& site) {
     m_pImpl->spCore->confirmLoadCallback(clientId, cancelled, userConfirm, remember, site);
 }
 

@@ -1,8 +1,8 @@
 #include "ExternalWindowStateToPtree.h"
 
-#include <zepwrapper/ExternalWindowState.h>
-
 #include <string>
+
+#include <zepwrapper/ExternalWindowState.h>
 
 #include "JSONHack.h"
 

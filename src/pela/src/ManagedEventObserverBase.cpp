@@ -109,7 +109,7 @@ void ManagedEventObserverBase::queueTask(const char* source, std::shared_ptr<ITa
 }
 
 std::shared_ptr<HandleKnownContentEventTask> ManagedEventObserverBase::newEvent(const std::string& eventName,
-                                                                               std::shared_ptr<Ptree> content) {
+                                                                                std::shared_ptr<Ptree> content) {
     auto spTask = std::make_shared<HandleKnownContentEventTask>();
     spTask->setEventName(eventName);
     if (content) {
@@ -119,7 +119,7 @@ std::shared_ptr<HandleKnownContentEventTask> ManagedEventObserverBase::newEvent(
 }
 
 std::shared_ptr<HandleKnownContentEventTask> ManagedEventObserverBase::newStringEvent(const std::string& eventName,
-                                                                                     const std::string& text) {
+                                                                                      const std::string& text) {
     auto spTask = std::make_shared<HandleKnownContentEventTask>();
     spTask->setEventName(eventName);
     spTask->setContentStringValue(text);

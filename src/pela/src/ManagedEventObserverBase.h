@@ -41,8 +41,8 @@ public:
 protected:
     // Under the mutex: hands self to the framework's registerObserver and logs
     // registeredText (none when null); without a framework logs failedText.
-    void registerWithFramework(const char* source, std::shared_ptr<IObserverObject> self,
-                               const char* registeredText, const char* failedText);
+    void registerWithFramework(const char* source, std::shared_ptr<IObserverObject> self, const char* registeredText,
+                               const char* failedText);
     // The same with unregisterObserver.
     void unregisterFromFramework(const char* source, std::shared_ptr<IObserverObject> self,
                                  const char* unregisteredText, const char* failedText);

@@ -1,7 +1,5 @@
 #include "MessageId.h"
 
-#include <sys/random.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -10,6 +8,7 @@
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid.hpp>
 #include <boost/uuid/uuid_io.hpp>
+#include <sys/random.h>
 
 #include "Mutex.h"
 #include "ScopedLock.h"

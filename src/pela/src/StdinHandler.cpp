@@ -65,8 +65,7 @@ uint32_t assembleLength(const unsigned char prefix[4], bool bigEndian) {
         return (uint32_t(prefix[0]) << 24) | (uint32_t(prefix[1]) << 16) | (uint32_t(prefix[2]) << 8) |
                uint32_t(prefix[3]);
     }
-    return uint32_t(prefix[0]) | (uint32_t(prefix[1]) << 8) | (uint32_t(prefix[2]) << 16) |
-           (uint32_t(prefix[3]) << 24);
+    return uint32_t(prefix[0]) | (uint32_t(prefix[1]) << 8) | (uint32_t(prefix[2]) << 16) | (uint32_t(prefix[3]) << 24);
 }
 
 // Reads one line without its line feed. Fails, as a stream's getline does,
@@ -91,8 +90,7 @@ bool readLine(FILE* input, std::string& line) {
 
 // Packets that may carry passwords never reach the log.
 bool mustHide(const std::string& message) {
-    return message.find("encryptPboxPassword") != std::string::npos ||
-           message.find("configure") != std::string::npos ||
+    return message.find("encryptPboxPassword") != std::string::npos || message.find("configure") != std::string::npos ||
            message.find("setUserProfileCredentials") != std::string::npos;
 }
 
@@ -104,10 +102,7 @@ bool readerIsBigEndian(ILog* log) {
 }  // namespace
 
 StdinHandler::StdinHandler()
-    : m_pLog(nullptr),
-      m_isRunByChrome(false),
-      m_pInput(stdin),
-      m_spInputState(InputState::standardInput()) {}
+    : m_pLog(nullptr), m_isRunByChrome(false), m_pInput(stdin), m_spInputState(InputState::standardInput()) {}
 
 StdinHandler::~StdinHandler() {
     m_textCallback = nullptr;

@@ -13,7 +13,7 @@ namespace {
 // With the queue gone nothing will wake the thread but stop(); this only keeps
 // the loop from spinning while it waits for that.
 const long kNoSourceRetryMs = 100;
-}
+}  // namespace
 
 StdoutHandler::StdoutHandler() : m_pLog(nullptr), m_event(true), m_stop(false) {}
 

@@ -1,12 +1,12 @@
 #include "StringUtil.h"
 
+#include <iconv.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <type_traits>
 #include <vector>
-
-#include <iconv.h>
 
 #include <boost/lexical_cast.hpp>
 
@@ -35,8 +35,7 @@ private:
 // (inputUnit bytes at a time) instead of ending the conversion, so bad input
 // is dropped rather than cutting the rest of the text. The output grows as
 // needed. Returns false only when the converter cannot be opened.
-bool convertBytes(const char* to, const char* from, const char* data, size_t len, size_t inputUnit,
-                  std::string& out) {
+bool convertBytes(const char* to, const char* from, const char* data, size_t len, size_t inputUnit, std::string& out) {
     IconvHandle cd(to, from);
     if (!cd.ok()) {
         return false;
@@ -171,8 +170,8 @@ std::string StringUtil::wcsToUtf8(const std::wstring& text) {
         }
     }
     std::string result;
-    if (!convertBytes("UTF-8", "WCHAR_T", reinterpret_cast<const char*>(valid.data()),
-                      valid.size() * sizeof(wchar_t), sizeof(wchar_t), result)) {
+    if (!convertBytes("UTF-8", "WCHAR_T", reinterpret_cast<const char*>(valid.data()), valid.size() * sizeof(wchar_t),
+                      sizeof(wchar_t), result)) {
         return std::string();
     }
     return result;

@@ -161,8 +161,7 @@ void TaskHandler::processTask(std::shared_ptr<ITask> task) {
 void TaskHandler::_registerObserver(const std::shared_ptr<TaskHandler>& self) {
     std::shared_ptr<ITaskSource> spTaskSource = m_wpTaskSource.lock();
     if (!spTaskSource) {
-        PELA_LOG4(m_log, kSrc,
-                  "UNEXPECTED TaskHandler::_registerObserver: no TaskSource, unable to register observer");
+        PELA_LOG4(m_log, kSrc, "UNEXPECTED TaskHandler::_registerObserver: no TaskSource, unable to register observer");
         return;
     }
     if (!self) {

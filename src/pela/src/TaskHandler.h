@@ -23,9 +23,7 @@ class TaskRegistry;
 // queue order, and gives the framework's dispatcher a turn after every task
 // and at least once a millisecond. Collaborators are held weakly; configure
 // everything before start().
-class TaskHandler : public ozk::Runnable,
-                    public ITaskSourceObserver,
-                    public std::enable_shared_from_this<TaskHandler> {
+class TaskHandler : public ozk::Runnable, public ITaskSourceObserver, public std::enable_shared_from_this<TaskHandler> {
 public:
     TaskHandler();
     ~TaskHandler() override;

@@ -32,7 +32,8 @@ void _sendServerMessageAsJSON(std::shared_ptr<ChannelServerMessage> message, std
     parser.setLog(log);
     std::string text = parser.toJSONChannelServerMessage(message);
     if (text.empty()) {
-        PELA_LOG4(log, kSrc, "UNEXPECTED: _sendServerMessageAsJSON empty outgoing message string. Nothing to transmit.");
+        PELA_LOG4(log, kSrc,
+                  "UNEXPECTED: _sendServerMessageAsJSON empty outgoing message string. Nothing to transmit.");
         return;
     }
     auto spTask = std::make_shared<SendChannelTextTask>();
@@ -51,7 +52,8 @@ void reply(std::shared_ptr<ITaskContext> context, bool success, std::shared_ptr<
     std::shared_ptr<ITaskSink> spSink = context->getTaskDoneSink();
     if (!spClient) {
         if (success) {
-            PELA_LOG4(log, kSrc, "UNEXPECTED: TaskImplUtil::replySuccess: Unable to send reply: spChannelClient empty. ");
+            PELA_LOG4(log, kSrc,
+                      "UNEXPECTED: TaskImplUtil::replySuccess: Unable to send reply: spChannelClient empty. ");
         } else {
             PELA_LOG4(log, kSrc, "Unable to send error reply: client not parsed from client message");
         }
@@ -59,9 +61,11 @@ void reply(std::shared_ptr<ITaskContext> context, bool success, std::shared_ptr<
     }
     if (!spRequest) {
         if (success) {
-            PELA_LOG4(log, kSrc, "UNEXPECTED: TaskImplUtil::replySuccess: Unable to send reply: spSDKClientMessage empty.");
+            PELA_LOG4(log, kSrc,
+                      "UNEXPECTED: TaskImplUtil::replySuccess: Unable to send reply: spSDKClientMessage empty.");
         } else {
-            PELA_LOG4(log, kSrc, "UNEXPECTED: TaskImplUtil::replyError: Unable to send reply: spSDKClientMessage empty.");
+            PELA_LOG4(log, kSrc,
+                      "UNEXPECTED: TaskImplUtil::replyError: Unable to send reply: spSDKClientMessage empty.");
         }
         return;
     }
@@ -82,7 +86,9 @@ void reply(std::shared_ptr<ITaskContext> context, bool success, std::shared_ptr<
     }
     if (!spMessage) {
         if (success) {
-            PELA_LOG4(log, kSrc, "UNEXPECTED: TaskImplUtil::replySuccess: Unable to send reply: no spChannelServerMessage created.");
+            PELA_LOG4(
+                log, kSrc,
+                "UNEXPECTED: TaskImplUtil::replySuccess: Unable to send reply: no spChannelServerMessage created.");
         } else {
             PELA_LOG4(log, kSrc, "Unable to send reply. Not enough information parsed from client message.");
         }
@@ -126,15 +132,16 @@ void TaskImplUtil::sendEvent(std::shared_ptr<ITaskContext> context, const std::s
     }
 }
 
-void TaskImplUtil::sendEvent(const std::string& clientId, const std::string& eventName,
-                             std::shared_ptr<Ptree> content, std::shared_ptr<ITaskSink> sink, ILog* log) {
+void TaskImplUtil::sendEvent(const std::string& clientId, const std::string& eventName, std::shared_ptr<Ptree> content,
+                             std::shared_ptr<ITaskSink> sink, ILog* log) {
     auto spClient = std::make_shared<ChannelClient>();
     spClient->setId(clientId);
-    std::shared_ptr<ChannelServerMessage> spMessage = content
-                                                          ? ChannelServerMessage::createEvent(spClient, eventName, content)
-                                                          : ChannelServerMessage::createEvent(spClient, eventName);
+    std::shared_ptr<ChannelServerMessage> spMessage =
+        content ? ChannelServerMessage::createEvent(spClient, eventName, content)
+                : ChannelServerMessage::createEvent(spClient, eventName);
     if (!spMessage) {
-        PELA_LOG4(log, kSrc, "UNEXPECTED: TaskImplUtil::sendEvent: Unable to send event: no spChannelServerMessage created.");
+        PELA_LOG4(log, kSrc,
+                  "UNEXPECTED: TaskImplUtil::sendEvent: Unable to send event: no spChannelServerMessage created.");
         return;
     }
     _sendServerMessageAsJSON(spMessage, sink, log);

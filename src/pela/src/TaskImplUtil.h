@@ -22,8 +22,8 @@ public:
     static void sendEvent(std::shared_ptr<ITaskContext> context, const std::string& eventName,
                           std::shared_ptr<Ptree> content);
     // To one client id.
-    static void sendEvent(const std::string& clientId, const std::string& eventName,
-                          std::shared_ptr<Ptree> content, std::shared_ptr<ITaskSink> sink, ILog* log);
+    static void sendEvent(const std::string& clientId, const std::string& eventName, std::shared_ptr<Ptree> content,
+                          std::shared_ptr<ITaskSink> sink, ILog* log);
 };
 
 }  // namespace tessel

@@ -13,8 +13,7 @@ namespace {
 
 // The common core: takes the member out of the tree and reads its text.
 // present tells an absent optional member from one that was read.
-int _removeString(const std::string& key, Ptree& tree, bool required, bool& present, std::string& text,
-                  ILog* log) {
+int _removeString(const std::string& key, Ptree& tree, bool required, bool& present, std::string& text, ILog* log) {
     present = false;
     Ptree member;
     if (PtreeUtil::removeAtKey(key, tree, member, log)) {
@@ -79,8 +78,7 @@ int TaskParamUtil::removeLong(const std::string& key, Ptree& tree, bool required
 }
 
 int TaskParamUtil::removeULong(const std::string& key, Ptree& tree, bool required, uint64_t& out, ILog* log) {
-    return removeConverted(key, tree, required, out, log, &StringUtil::stringToUnsignedLong,
-                           "numeric conversion");
+    return removeConverted(key, tree, required, out, log, &StringUtil::stringToUnsignedLong, "numeric conversion");
 }
 
 int TaskParamUtil::removeCallId(const std::string& key, Ptree& tree, bool required, int32_t& out, ILog* log) {
@@ -88,8 +86,7 @@ int TaskParamUtil::removeCallId(const std::string& key, Ptree& tree, bool requir
     return rc == ApiReturnCodeEnum::eInvalidArgument ? ApiReturnCodeEnum::eInvalidCallId : rc;
 }
 
-int TaskParamUtil::removeWindowhandle(const std::string& key, Ptree& tree, bool required, uint64_t& out,
-                                      ILog* log) {
+int TaskParamUtil::removeWindowhandle(const std::string& key, Ptree& tree, bool required, uint64_t& out, ILog* log) {
     uint64_t handle = out;
     int rc = removeULong(key, tree, required, handle, log);
     if (rc == ApiReturnCodeEnum::eNoError) {

@@ -5,35 +5,35 @@
 #include "tasks/AnswerTask.h"
 #include "tasks/CancelTransferTask.h"
 #include "tasks/CompleteTransferTask.h"
-#include "tasks/EndCallTask.h"
-#include "tasks/GetCallsTask.h"
-#include "tasks/HoldTask.h"
-#include "tasks/IDivertTask.h"
-#include "tasks/JoinCallTask.h"
-#include "tasks/MuteTask.h"
-#include "tasks/OriginateTask.h"
-#include "tasks/ResumeTask.h"
-#include "tasks/SendDTMFTask.h"
-#include "tasks/SetVideoDirectionTask.h"
-#include "tasks/TransferCallTask.h"
-#include "tasks/UnmuteTask.h"
 #include "tasks/ConfigureTask.h"
 #include "tasks/ConnectTask.h"
 #include "tasks/EncryptPboxPasswordTask.h"
+#include "tasks/EndCallTask.h"
 #include "tasks/GetAvailableDevicesTask.h"
+#include "tasks/GetCallsTask.h"
 #include "tasks/GetPropertyTask.h"
+#include "tasks/GetUserAuthStatusTask.h"
+#include "tasks/GetVersionTask.h"
+#include "tasks/HoldTask.h"
+#include "tasks/IDivertTask.h"
+#include "tasks/InitTask.h"
+#include "tasks/JoinCallTask.h"
 #include "tasks/LogoutTask.h"
+#include "tasks/MuteTask.h"
+#include "tasks/NotAvailableTask.h"
+#include "tasks/OriginateTask.h"
 #include "tasks/ResetDataTask.h"
+#include "tasks/ResumeTask.h"
+#include "tasks/SendDTMFTask.h"
 #include "tasks/SetPropertyTask.h"
 #include "tasks/SetUserProfileCredentialsTask.h"
 #include "tasks/SetUserProfileEmailAddressTask.h"
+#include "tasks/SetVideoDirectionTask.h"
+#include "tasks/ShowUserAuthorizationTask.h"
 #include "tasks/StartSignInTask.h"
 #include "tasks/SwitchModeTask.h"
-#include "tasks/GetUserAuthStatusTask.h"
-#include "tasks/GetVersionTask.h"
-#include "tasks/InitTask.h"
-#include "tasks/NotAvailableTask.h"
-#include "tasks/ShowUserAuthorizationTask.h"
+#include "tasks/TransferCallTask.h"
+#include "tasks/UnmuteTask.h"
 
 namespace tessel {
 
@@ -129,8 +129,10 @@ std::shared_ptr<ITaskFactory> factoryFor(const std::string& taskClass) {
     if (taskClass == "LogoutTask") return std::make_shared<TaskFactoryImpl<LogoutTask>>();
     if (taskClass == "ResetDataTask") return std::make_shared<TaskFactoryImpl<ResetDataTask>>();
     if (taskClass == "SetPropertyTask") return std::make_shared<TaskFactoryImpl<SetPropertyTask>>();
-    if (taskClass == "SetUserProfileCredentialsTask") return std::make_shared<TaskFactoryImpl<SetUserProfileCredentialsTask>>();
-    if (taskClass == "SetUserProfileEmailAddressTask") return std::make_shared<TaskFactoryImpl<SetUserProfileEmailAddressTask>>();
+    if (taskClass == "SetUserProfileCredentialsTask")
+        return std::make_shared<TaskFactoryImpl<SetUserProfileCredentialsTask>>();
+    if (taskClass == "SetUserProfileEmailAddressTask")
+        return std::make_shared<TaskFactoryImpl<SetUserProfileEmailAddressTask>>();
     if (taskClass == "StartSignInTask") return std::make_shared<TaskFactoryImpl<StartSignInTask>>();
     if (taskClass == "SwitchModeTask") return std::make_shared<TaskFactoryImpl<SwitchModeTask>>();
     if (taskClass == "AnswerTask") return std::make_shared<TaskFactoryImpl<AnswerTask>>();

@@ -69,8 +69,7 @@ void* threadEntry(void* arg) {
 
     int result = pthread_setname_np(pthread_self(), systemName(name).c_str());
     if (result != 0) {
-        printf("Failed to set name '%s' for thread, pthread_setname_np() returned: %d\n", name.c_str(),
-               result);
+        printf("Failed to set name '%s' for thread, pthread_setname_np() returned: %d\n", name.c_str(), result);
     }
 
     runnable->run();
@@ -125,8 +124,8 @@ int Thread::start(Runnable& runnable) {
     if (m_data->stackSize != 0) {
         stackResult = pthread_attr_setstacksize(&attr, static_cast<size_t>(m_data->stackSize));
         if (stackResult != 0) {
-            printf("Invalid stacksize %d specified for thread '%s': %d\n", m_data->stackSize,
-                   m_data->name.c_str(), stackResult);
+            printf("Invalid stacksize %d specified for thread '%s': %d\n", m_data->stackSize, m_data->name.c_str(),
+                   stackResult);
         }
     }
 

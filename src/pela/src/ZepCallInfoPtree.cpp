@@ -54,8 +54,7 @@ void appendExistingCall(Ptree& tree, const ZepCallInfo& call, Ptree& capabilitie
         }
     }
     if (call.getLine()) {
-        localParticipant.put_child(Ptree::path_type("name", '\0'),
-                                   Ptree(JSONHack::escapeUnicode(call.getName())));
+        localParticipant.put_child(Ptree::path_type("name", '\0'), Ptree(JSONHack::escapeUnicode(call.getName())));
         localParticipant.put_child(Ptree::path_type("directoryNumber", '\0'),
                                    Ptree(JSONHack::escapeUnicode(call.getNumber())));
     }

@@ -1,9 +1,9 @@
 #include "ZepDeviceAndPhoneInfoPtree.h"
 
-#include <zepwrapper/ZepWrapperAPI.h>
-
 #include <memory>
 #include <string>
+
+#include <zepwrapper/ZepWrapperAPI.h>
 
 #include "JSONHack.h"
 

@@ -1,8 +1,8 @@
 #include "ZepPhoneInfoPtree.h"
 
-#include <zepwrapper/ZepPhoneInfo.h>
-
 #include <string>
+
+#include <zepwrapper/ZepPhoneInfo.h>
 
 #include "JSONHack.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <zepwrapper/ZepCallStateObserver.h>
-
 #include <memory>
+
+#include <zepwrapper/ZepCallStateObserver.h>
 
 #include "ManagedEventObserverBase.h"
 

@@ -40,11 +40,13 @@ void ZepWCertificateObserverImpl::unregisterSelf() {
                             "ZepWCertificateObserverImpl::unregisterSelf failed, pZepW NULL");
 }
 
-void ZepWCertificateObserverImpl::onInvalidCertificate(
-    const std::string& certFingerprint, const std::string& identifierToDisplay, const std::string& certSubjectCN,
-    const std::string& referenceId, const std::vector<std::string>& invalidReasons,
-    const std::string& subjectCertificateData, const std::vector<std::string>& intermediateCACertificates,
-    bool allowUserToAccept, bool persistAcceptedDecision) {
+void ZepWCertificateObserverImpl::onInvalidCertificate(const std::string& certFingerprint,
+                                                       const std::string& identifierToDisplay,
+                                                       const std::string& certSubjectCN, const std::string& referenceId,
+                                                       const std::vector<std::string>& invalidReasons,
+                                                       const std::string& subjectCertificateData,
+                                                       const std::vector<std::string>& intermediateCACertificates,
+                                                       bool allowUserToAccept, bool persistAcceptedDecision) {
     PELA_LOG4(getLog(), kSrc, "ZepWCertificateObserverImpl::onInvalidCertificate");
     auto spContent = std::make_shared<Ptree>();
     append(*spContent, "certFingerprint", JSONHack::escapeUnicode(certFingerprint));
@@ -54,9 +56,9 @@ void ZepWCertificateObserverImpl::onInvalidCertificate(
     spContent->push_back(Ptree::value_type("invalidReasons", escapedObjectList(invalidReasons, "invalidReason")));
     // Certificate data is base64/PEM text; it goes as it is.
     append(*spContent, "subjectCertificateData", subjectCertificateData);
-    spContent->push_back(Ptree::value_type(
-        "intermediateCACertificateData",
-        escapedObjectList(intermediateCACertificates, "intermediateCACertificateInfo")));
+    spContent->push_back(
+        Ptree::value_type("intermediateCACertificateData",
+                          escapedObjectList(intermediateCACertificates, "intermediateCACertificateInfo")));
     append(*spContent, "allowUserToAccept", JSONHack::getBool(allowUserToAccept));
     append(*spContent, "persistAcceptedDecision", JSONHack::getBool(persistAcceptedDecision));
     queueTask(kSrc, newEvent("invalidcertificate", spContent));

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <zepwrapper/ZepCertificateObserver.h>
-
 #include <memory>
+
+#include <zepwrapper/ZepCertificateObserver.h>
 
 #include "ManagedEventObserverBase.h"
 
@@ -19,8 +19,7 @@ public:
 
     void onInvalidCertificate(const std::string& certFingerprint, const std::string& identifierToDisplay,
                               const std::string& certSubjectCN, const std::string& referenceId,
-                              const std::vector<std::string>& invalidReasons,
-                              const std::string& subjectCertificateData,
+                              const std::vector<std::string>& invalidReasons, const std::string& subjectCertificateData,
                               const std::vector<std::string>& intermediateCACertificates, bool allowUserToAccept,
                               bool persistAcceptedDecision) override;
 };

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <zepwrapper/ZepConnectionObserver.h>
-
 #include <memory>
+
+#include <zepwrapper/ZepConnectionObserver.h>
 
 #include "ManagedEventObserverBase.h"
 

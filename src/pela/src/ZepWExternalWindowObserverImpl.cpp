@@ -1,7 +1,7 @@
 #include "ZepWExternalWindowObserverImpl.h"
 
-#include "HandleKnownContentEventTask.h"
 #include "ExternalWindowStateToPtree.h"
+#include "HandleKnownContentEventTask.h"
 #include "ITaskSink.h"
 #include "LogMacros.h"
 #include "MessageId.h"
@@ -46,7 +46,8 @@ void ZepWExternalWindowObserverImpl::unregisterSelf() {
 void ZepWExternalWindowObserverImpl::onExternalWindowEvent(std::shared_ptr<ExternalWindowState> state) {
     PELA_LOG4(getLog(), kSrc, "ZepWExternalWindowObserverImpl::onExternalWindowEvent");
     if (!state) {
-        PELA_LOG4(getLog(), kSrc, "UNEXPECTED ZepWExternalWindowObserverImpl::onExternalWindowEvent no state. Ignore event.");
+        PELA_LOG4(getLog(), kSrc,
+                  "UNEXPECTED ZepWExternalWindowObserverImpl::onExternalWindowEvent no state. Ignore event.");
         return;
     }
     std::shared_ptr<ITaskSink> spTaskSink = getTaskSinkOrLog(kSrc);
@@ -58,8 +59,9 @@ void ZepWExternalWindowObserverImpl::onExternalWindowEvent(std::shared_ptr<Exter
 }
 
 void ZepWExternalWindowObserverImpl::onExternalWindowMute(int callId, bool audio, bool video) {
-    PELA_LOG4(getLog(), kSrc,
-              "ZepWExternalWindowObserverImpl::onExternalWindowMute [" << callId << ", " << audio << ", " << video << "]");
+    PELA_LOG4(
+        getLog(), kSrc,
+        "ZepWExternalWindowObserverImpl::onExternalWindowMute [" << callId << ", " << audio << ", " << video << "]");
     std::shared_ptr<Ptree> spContent = callIdContent(callId);
     append(*spContent, "muteAudio", word(audio));
     append(*spContent, "muteVideo", word(video));
@@ -67,9 +69,9 @@ void ZepWExternalWindowObserverImpl::onExternalWindowMute(int callId, bool audio
 }
 
 void ZepWExternalWindowObserverImpl::onExternalWindowUnmute(int callId, bool audio, bool video) {
-    PELA_LOG4(getLog(), kSrc,
-              "ZepWExternalWindowObserverImpl::onExternalWindowUnmute [" << callId << ", " << audio << ", " << video
-                                                                         << "]");
+    PELA_LOG4(
+        getLog(), kSrc,
+        "ZepWExternalWindowObserverImpl::onExternalWindowUnmute [" << callId << ", " << audio << ", " << video << "]");
     std::shared_ptr<Ptree> spContent = callIdContent(callId);
     append(*spContent, "unmuteAudio", word(audio));
     append(*spContent, "unmuteVideo", word(video));
@@ -87,9 +89,9 @@ void ZepWExternalWindowObserverImpl::onExternalWindowResume(int callId) {
 }
 
 void ZepWExternalWindowObserverImpl::onExternalWindowSetVideoDirection(int callId, const std::string& direction) {
-    PELA_LOG4(getLog(), kSrc,
-              "ZepWExternalWindowObserverImpl::onExternalWindowSetVideoDirection [" << callId << ", " << direction
-                                                                                    << "]");
+    PELA_LOG4(
+        getLog(), kSrc,
+        "ZepWExternalWindowObserverImpl::onExternalWindowSetVideoDirection [" << callId << ", " << direction << "]");
     std::shared_ptr<Ptree> spContent = callIdContent(callId);
     append(*spContent, "videoDirection", direction);
     _queueCommand("setVideoDirection", spContent);
@@ -114,14 +116,14 @@ void ZepWExternalWindowObserverImpl::_queueCommand(const std::string& commandNam
     if (!spTaskRegistry) {
         PELA_LOG4(getLog(), kSrc,
                   "UNEXPECTED ZepWExternalWindowObserverImpl no TaskRegistry, unable to run [" << commandName
-                                                                                              << "]. Ignore event.");
+                                                                                               << "]. Ignore event.");
         return;
     }
     std::shared_ptr<ITask> spTask = spTaskRegistry->getTaskForName(commandName);
     if (!spTask) {
-        PELA_LOG4(getLog(), kSrc,
-                  "UNEXPECTED ZepWExternalWindowObserverImpl command [" << commandName
-                                                                       << "] not registered. Ignore event.");
+        PELA_LOG4(
+            getLog(), kSrc,
+            "UNEXPECTED ZepWExternalWindowObserverImpl command [" << commandName << "] not registered. Ignore event.");
         return;
     }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <zepwrapper/ZepExternalWindowObserver.h>
-
 #include <memory>
 #include <string>
+
+#include <zepwrapper/ZepExternalWindowObserver.h>
 
 #include "ManagedEventObserverBase.h"
 

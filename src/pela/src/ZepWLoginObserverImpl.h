@@ -1,8 +1,8 @@
 #pragma once
 
-#include <zepwrapper/ZepLoginObserver.h>
-
 #include <memory>
+
+#include <zepwrapper/ZepLoginObserver.h>
 
 #include "ManagedEventObserverBase.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <zepwrapper/ZepMediaDeviceObserver.h>
-
 #include <memory>
+
+#include <zepwrapper/ZepMediaDeviceObserver.h>
 
 #include "ManagedEventObserverBase.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <zepwrapper/ZepStartupObserver.h>
-
 #include <memory>
+
+#include <zepwrapper/ZepStartupObserver.h>
 
 #include "ManagedEventObserverBase.h"
 

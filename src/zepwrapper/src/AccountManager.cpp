@@ -1,10 +1,9 @@
 #include "AccountManager.h"
 
-#include <linphone/core.h>
-#include <linphone/factory.h>
-
 #include <regex>
 
+#include <linphone/core.h>
+#include <linphone/factory.h>
 #include <zepwrapper/ZepConnectionObserver.h>
 #include <zepwrapper/ZepLoginObserver.h>
 
@@ -43,8 +42,9 @@ ZepLoginObserver::Errors errorList(const std::string& error) {
 
 bool splitAddress(const std::string& email, std::string& user, std::string& domain) {
     // A SIP identity as people write it: user@domain, no scheme, no spaces.
-    static const std::regex kShape("([A-Za-z0-9._%+!~*'&=$,?-]+)@([A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?"
-                                   "(\\.[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?)*)");
+    static const std::regex kShape(
+        "([A-Za-z0-9._%+!~*'&=$,?-]+)@([A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?"
+        "(\\.[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?)*)");
     std::smatch match;
     if (email.size() > 254 || !std::regex_match(email, match, kShape)) return false;
     user = match[1];
@@ -52,7 +52,9 @@ bool splitAddress(const std::string& email, std::string& user, std::string& doma
     return true;
 }
 
-bool isAuthFailure(int code) { return code == 401 || code == 403 || code == 407; }
+bool isAuthFailure(int code) {
+    return code == 401 || code == 403 || code == 407;
+}
 }  // namespace
 
 struct AccountManager::EngineCallbacks {
@@ -60,8 +62,7 @@ struct AccountManager::EngineCallbacks {
         LinphoneCoreCbs* cbs = linphone_core_get_current_callbacks(lc);
         return cbs ? static_cast<AccountManager*>(linphone_core_cbs_get_user_data(cbs)) : nullptr;
     }
-    static void registration(LinphoneCore* lc, LinphoneAccount* account, LinphoneRegistrationState state,
-                             const char*) {
+    static void registration(LinphoneCore* lc, LinphoneAccount* account, LinphoneRegistrationState state, const char*) {
         AccountManager* manager = self(lc);
         if (manager != nullptr) manager->handleRegistration(account, state);
     }
@@ -76,7 +77,9 @@ struct AccountManager::EngineCallbacks {
 
 AccountManager::AccountManager(FrameworkContext context) : m_context(context), m_status(kStatusDisconnected) {}
 
-AccountManager::~AccountManager() { onEngineStopping(); }
+AccountManager::~AccountManager() {
+    onEngineStopping();
+}
 
 void AccountManager::onEngineStarted() {
     LinphoneCore* core = m_context.engine.core();
@@ -193,9 +196,9 @@ int AccountManager::setUserProfileCredentials(unsigned authenticator, const std:
     LinphoneCore* core = m_context.engine.core();
     linphone_core_clear_all_auth_info(core);
     // With the realm given up front the engine stores only the digest hash.
-    LinphoneAuthInfo* info = linphone_factory_create_auth_info_2(linphone_factory_get(), m_authUser.c_str(), nullptr,
-                                                                 password.c_str(), nullptr, m_domain.c_str(),
-                                                                 m_domain.c_str(), nullptr);
+    LinphoneAuthInfo* info =
+        linphone_factory_create_auth_info_2(linphone_factory_get(), m_authUser.c_str(), nullptr, password.c_str(),
+                                            nullptr, m_domain.c_str(), m_domain.c_str(), nullptr);
     linphone_core_add_auth_info(core, info);
     linphone_auth_info_unref(info);
     m_serverIndex = 0;
@@ -226,9 +229,8 @@ void AccountManager::askForCredentials(const std::string& error) {
     m_authenticator = m_nextAuthenticator++;
     const unsigned id = m_authenticator;
     m_context.queue.post([this, id, error] {
-        m_context.deliver<ZepLoginObserver>("onCredentialsRequired", [&](ZepLoginObserver& o) {
-            o.onCredentialsRequired(id, errorList(error));
-        });
+        m_context.deliver<ZepLoginObserver>(
+            "onCredentialsRequired", [&](ZepLoginObserver& o) { o.onCredentialsRequired(id, errorList(error)); });
     });
 }
 
@@ -289,10 +291,9 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
     if (account != m_pAccount) return;
     const LinphoneErrorInfo* info = linphone_account_get_error_info(account);
     const int code = info ? linphone_error_info_get_protocol_code(info) : 0;
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "registration ["
-                                       << linphone_registration_state_to_string(
-                                              static_cast<LinphoneRegistrationState>(state))
-                                       << "] code [" << code << "]");
+    ZEP_LOG(OZKLogLevelInfo, kSrc,
+            "registration [" << linphone_registration_state_to_string(static_cast<LinphoneRegistrationState>(state))
+                             << "] code [" << code << "]");
     if (state == LinphoneRegistrationOk) {
         m_backoff.reset();
         if (m_stage == Stage::Registering) {
@@ -393,7 +394,9 @@ void AccountManager::announceSignedIn() {
 
 // --- Device, line and connection --------------------------------------------
 
-std::string AccountManager::deviceName() const { return "softphone:" + m_user + "@" + m_domain; }
+std::string AccountManager::deviceName() const {
+    return "softphone:" + m_user + "@" + m_domain;
+}
 
 std::shared_ptr<ZepPhoneInfo> AccountManager::device() const {
     auto phone = std::make_shared<ZepPhoneInfo>();
@@ -510,13 +513,15 @@ bool validShmName(const std::string& name) {
 
 int AccountManager::configure(const std::string& shmLocalName, const std::string& shmRemoteName) {
     if (!validShmName(shmLocalName) || !validShmName(shmRemoteName)) {
-        ZEP_LOG(OZKLogLevelWarning, kSrc, "configure: invalid shared-memory name, local [" << shmLocalName
-                                              << "] remote [" << shmRemoteName << "]");
+        ZEP_LOG(
+            OZKLogLevelWarning, kSrc,
+            "configure: invalid shared-memory name, local [" << shmLocalName << "] remote [" << shmRemoteName << "]");
         return kResultInvalidArgument;
     }
     // Video is drawn only in the external window; the names are kept for the log.
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "configure local [" << shmLocalName << "] remote [" << shmRemoteName
-                                                       << "], video in the external window only");
+    ZEP_LOG(
+        OZKLogLevelInfo, kSrc,
+        "configure local [" << shmLocalName << "] remote [" << shmRemoteName << "], video in the external window only");
     return kResultOk;
 }
 
@@ -526,16 +531,23 @@ int AccountManager::handleInvalidCertificate(const std::string& certFingerprint,
         return kResultInvalidArgument;
     }
     // Certificates that fail validation fail the connection; none waits for a decision.
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept
-                                                                << "]: no certificate is waiting");
+    ZEP_LOG(
+        OZKLogLevelInfo, kSrc,
+        "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept << "]: no certificate is waiting");
     return kResultInvalidState;
 }
 
-LinphoneAccount* AccountManager::currentAccount() const { return m_pAccount; }
+LinphoneAccount* AccountManager::currentAccount() const {
+    return m_pAccount;
+}
 
-std::string AccountManager::sipDomain() const { return m_pAccount ? m_domain : std::string(); }
+std::string AccountManager::sipDomain() const {
+    return m_pAccount ? m_domain : std::string();
+}
 
-std::string AccountManager::lineNumber() const { return m_pAccount ? m_user : std::string(); }
+std::string AccountManager::lineNumber() const {
+    return m_pAccount ? m_user : std::string();
+}
 
 }  // namespace zep
 }  // namespace tessel

@@ -1,11 +1,10 @@
 #include "CallManager.h"
 
-#include <linphone/core.h>
-#include <linphone/factory.h>
-
 #include <cctype>
 #include <regex>
 
+#include <linphone/core.h>
+#include <linphone/factory.h>
 #include <zepwrapper/ZepCallStateObserver.h>
 
 #include "AccountManager.h"
@@ -23,15 +22,21 @@ const std::chrono::milliseconds kDtmfSpacing(250);
 
 LinphoneMediaDirection engineDirection(VideoDirection d) {
     switch (d) {
-        case VideoDirection::SendOnly: return LinphoneMediaDirectionSendOnly;
-        case VideoDirection::RecvOnly: return LinphoneMediaDirectionRecvOnly;
-        case VideoDirection::SendRecv: return LinphoneMediaDirectionSendRecv;
-        case VideoDirection::Inactive: break;
+        case VideoDirection::SendOnly:
+            return LinphoneMediaDirectionSendOnly;
+        case VideoDirection::RecvOnly:
+            return LinphoneMediaDirectionRecvOnly;
+        case VideoDirection::SendRecv:
+            return LinphoneMediaDirectionSendRecv;
+        case VideoDirection::Inactive:
+            break;
     }
     return LinphoneMediaDirectionInactive;
 }
 
-std::string text(const char* s) { return s ? s : ""; }
+std::string text(const char* s) {
+    return s ? s : "";
+}
 
 // Something to record from and something to play to.
 bool hasSoundCard(LinphoneCore* core) {
@@ -47,7 +52,9 @@ bool hasSoundCard(LinphoneCore* core) {
     return record && play;
 }
 
-bool talking(CallState s) { return s == CallState::Connected || s == CallState::RemHold; }
+bool talking(CallState s) {
+    return s == CallState::Connected || s == CallState::RemHold;
+}
 }  // namespace
 
 struct CallManager::EngineCallbacks {
@@ -69,7 +76,9 @@ CallManager::CallManager(FrameworkContext context, const AccountManager& account
     : m_context(context), m_account(account) {}
 
 // At exit nobody is told: observers may be gone already.
-CallManager::~CallManager() { dropAll(false); }
+CallManager::~CallManager() {
+    dropAll(false);
+}
 
 void CallManager::onEngineStarted() {
     LinphoneCore* core = m_context.engine.core();
@@ -96,7 +105,9 @@ void CallManager::onEngineStarted() {
     linphone_core_add_callbacks(core, m_pCbs);
 }
 
-void CallManager::onEngineStopping() { dropAll(true); }
+void CallManager::onEngineStopping() {
+    dropAll(true);
+}
 
 void CallManager::dropAll(bool tell) {
     LinphoneCore* core = m_context.engine.core();
@@ -151,10 +162,17 @@ int CallManager::adopt(LinphoneCall* call) {
     const LinphoneCallParams* params = linphone_call_get_params(call);
     if (params != nullptr && linphone_call_params_video_enabled(params)) {
         switch (linphone_call_params_get_video_direction(params)) {
-            case LinphoneMediaDirectionSendOnly: entry.video = VideoDirection::SendOnly; break;
-            case LinphoneMediaDirectionRecvOnly: entry.video = VideoDirection::RecvOnly; break;
-            case LinphoneMediaDirectionSendRecv: entry.video = VideoDirection::SendRecv; break;
-            default: break;
+            case LinphoneMediaDirectionSendOnly:
+                entry.video = VideoDirection::SendOnly;
+                break;
+            case LinphoneMediaDirectionRecvOnly:
+                entry.video = VideoDirection::RecvOnly;
+                break;
+            case LinphoneMediaDirectionSendRecv:
+                entry.video = VideoDirection::SendRecv;
+                break;
+            default:
+                break;
         }
     }
     m_calls.emplace(id, entry);
@@ -183,15 +201,18 @@ CallState CallManager::stateOf(const Entry& entry) const {
         case LinphoneCallStatePushIncomingReceived:
         case LinphoneCallStateIncomingEarlyMedia:
             return CallState::RingIn;
-        case LinphoneCallStateOutgoingInit: return CallState::Dialing;
-        case LinphoneCallStateOutgoingProgress: return CallState::Proceeding;
+        case LinphoneCallStateOutgoingInit:
+            return CallState::Dialing;
+        case LinphoneCallStateOutgoingProgress:
+            return CallState::Proceeding;
         case LinphoneCallStateOutgoingRinging:
         case LinphoneCallStateOutgoingEarlyMedia:
             return CallState::RingOut;
         case LinphoneCallStateConnected:
         case LinphoneCallStateStreamsRunning:
             return CallState::Connected;
-        case LinphoneCallStatePaused: return CallState::Hold;
+        case LinphoneCallStatePaused:
+            return CallState::Hold;
         case LinphoneCallStatePausedByRemote: {
             // The engine calls the answer to our "recvonly" of a mute a remote
             // pause; it is one only when the far end itself offered sendonly
@@ -199,11 +220,13 @@ CallState CallManager::stateOf(const Entry& entry) const {
             const LinphoneCallParams* remote = linphone_call_get_remote_params(entry.call);
             const LinphoneMediaDirection offered =
                 remote != nullptr ? linphone_call_params_get_audio_direction(remote) : LinphoneMediaDirectionInactive;
-            if (entry.sdpMuted && offered != LinphoneMediaDirectionSendOnly && offered != LinphoneMediaDirectionInactive)
+            if (entry.sdpMuted && offered != LinphoneMediaDirectionSendOnly &&
+                offered != LinphoneMediaDirectionInactive)
                 return CallState::Connected;
             return CallState::RemHold;
         }
-        case LinphoneCallStateError: return CallState::Reorder;
+        case LinphoneCallStateError:
+            return CallState::Reorder;
         case LinphoneCallStateEnd:
         case LinphoneCallStateReleased:
             return CallState::Idle;
@@ -301,19 +324,35 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
         entry.announced = true;
         const char* event = CallEvent::kEnded;
         switch (next) {
-            case CallState::Dialing: event = CallEvent::kDialing; break;
-            case CallState::Proceeding: event = CallEvent::kProceeding; break;
-            case CallState::RingOut: event = CallEvent::kRingOut; break;
-            case CallState::RingIn: event = CallEvent::kRingIn; break;
+            case CallState::Dialing:
+                event = CallEvent::kDialing;
+                break;
+            case CallState::Proceeding:
+                event = CallEvent::kProceeding;
+                break;
+            case CallState::RingOut:
+                event = CallEvent::kRingOut;
+                break;
+            case CallState::RingIn:
+                event = CallEvent::kRingIn;
+                break;
             case CallState::Connected:
                 event = previous == CallState::Hold      ? CallEvent::kResumed
                         : previous == CallState::RemHold ? CallEvent::kRemoteResumed
                                                          : CallEvent::kConnected;
                 break;
-            case CallState::Hold: event = CallEvent::kHeld; break;
-            case CallState::RemHold: event = CallEvent::kRemoteHeld; break;
-            case CallState::Reorder: event = CallEvent::kFailed; break;
-            case CallState::Idle: event = CallEvent::kEnded; break;
+            case CallState::Hold:
+                event = CallEvent::kHeld;
+                break;
+            case CallState::RemHold:
+                event = CallEvent::kRemoteHeld;
+                break;
+            case CallState::Reorder:
+                event = CallEvent::kFailed;
+                break;
+            case CallState::Idle:
+                event = CallEvent::kEnded;
+                break;
         }
         announce(id, event);
         if (next == CallState::Connected && entry.audioMuted != entry.sdpMuted && !entry.syncPosted) {
@@ -338,9 +377,9 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
 void CallManager::handleTransferState(LinphoneCall* call, int engineState) {
     const int id = idOf(call);
     if (id == 0) return;
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << id << "] transfer state ["
-                                            << linphone_call_state_to_string(static_cast<LinphoneCallState>(engineState))
-                                            << "]");
+    ZEP_LOG(OZKLogLevelInfo, kSrc,
+            "call [" << id << "] transfer state ["
+                     << linphone_call_state_to_string(static_cast<LinphoneCallState>(engineState)) << "]");
     announceTransfer(id);
     if (engineState == LinphoneCallStateConnected) {
         // The far ends are talking to each other: both of our legs are done.
@@ -638,7 +677,8 @@ int CallManager::completeTransferCall(int callId) {
     Entry* held = find(original);
     Entry* second = find(consultation);
     if (held == nullptr || second == nullptr || second->reported != CallState::Connected) return kResultInvalidState;
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << original << "] transferred to the party of call [" << consultation << "]");
+    ZEP_LOG(OZKLogLevelInfo, kSrc,
+            "call [" << original << "] transferred to the party of call [" << consultation << "]");
     return linphone_call_transfer_to_another(held->call, second->call) == 0 ? kResultOk : kResultCallOperationFailed;
 }
 

@@ -38,8 +38,7 @@ public:
 
     int joinCalls(int callId, int joinCallId);
     int transferCall(int callId, const std::string& number);
-    int originate(const std::string& recipient, int& callId, const std::string& videoDirection,
-                  uint64_t windowhandle);
+    int originate(const std::string& recipient, int& callId, const std::string& videoDirection, uint64_t windowhandle);
     int answer(int callId, const std::string& videoDirection, uint64_t windowhandle);
     int endCall(int callId);
     int mute(int callId, bool audio, bool video);
@@ -60,14 +59,14 @@ private:
         LinphoneCall* call = nullptr;  // referenced while the entry lives
         bool outgoing = false;
         CallState reported = CallState::Idle;  // last state a page was told
-        bool announced = false;                 // any state told yet
+        bool announced = false;                // any state told yet
         bool audioMuted = false;
         bool videoMuted = false;
         bool sdpMuted = false;    // our audio is "recvonly" in the media description for a mute
         bool syncPosted = false;  // a syncOfferedAudio waits in the queue
         VideoDirection video = VideoDirection::Inactive;
         bool conference = false;
-        int transferPeer = 0;  // the other call of an attended transfer, 0 when none
+        int transferPeer = 0;       // the other call of an attended transfer, 0 when none
         bool consultation = false;  // this is the consultation call of that transfer
         std::string dtmfPending;    // digits waiting for the previous one to finish
         std::chrono::steady_clock::time_point dtmfNext{};

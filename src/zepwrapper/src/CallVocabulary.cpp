@@ -7,15 +7,24 @@ namespace zep {
 
 const char* callStateName(CallState state) {
     switch (state) {
-        case CallState::Idle: return "Idle";
-        case CallState::Dialing: return "Dialing";
-        case CallState::Proceeding: return "Proceeding";
-        case CallState::RingOut: return "RingOut";
-        case CallState::RingIn: return "RingIn";
-        case CallState::Connected: return "Connected";
-        case CallState::Hold: return "Hold";
-        case CallState::RemHold: return "RemHold";
-        case CallState::Reorder: return "Reorder";
+        case CallState::Idle:
+            return "Idle";
+        case CallState::Dialing:
+            return "Dialing";
+        case CallState::Proceeding:
+            return "Proceeding";
+        case CallState::RingOut:
+            return "RingOut";
+        case CallState::RingIn:
+            return "RingIn";
+        case CallState::Connected:
+            return "Connected";
+        case CallState::Hold:
+            return "Hold";
+        case CallState::RemHold:
+            return "RemHold";
+        case CallState::Reorder:
+            return "Reorder";
     }
     return "Idle";
 }
@@ -58,10 +67,14 @@ bool parseVideoDirection(const std::string& word, VideoDirection& out) {
 
 const char* videoDirectionName(VideoDirection direction) {
     switch (direction) {
-        case VideoDirection::Inactive: return "Inactive";
-        case VideoDirection::SendOnly: return "SendOnly";
-        case VideoDirection::RecvOnly: return "RecvOnly";
-        case VideoDirection::SendRecv: return "SendRecv";
+        case VideoDirection::Inactive:
+            return "Inactive";
+        case VideoDirection::SendOnly:
+            return "SendOnly";
+        case VideoDirection::RecvOnly:
+            return "RecvOnly";
+        case VideoDirection::SendRecv:
+            return "SendRecv";
     }
     return "Inactive";
 }

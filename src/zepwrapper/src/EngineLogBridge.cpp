@@ -1,10 +1,10 @@
 #include "EngineLogBridge.h"
 
-#include <linphone/factory.h>
-#include <linphone/logging.h>
-
 #include <mutex>
 #include <string>
+
+#include <linphone/factory.h>
+#include <linphone/logging.h>
 
 #include "ZepLog.h"
 
@@ -46,8 +46,8 @@ void EngineLogBridge::install() {
         // With a listener added, the service stops writing to the console.
         linphone_logging_service_add_callbacks(service, cbs);
         linphone_logging_service_cbs_unref(cbs);
-        linphone_logging_service_set_log_level_mask(service, LinphoneLogLevelWarning | LinphoneLogLevelError |
-                                                                 LinphoneLogLevelFatal);
+        linphone_logging_service_set_log_level_mask(
+            service, LinphoneLogLevelWarning | LinphoneLogLevelError | LinphoneLogLevelFatal);
     });
 }
 

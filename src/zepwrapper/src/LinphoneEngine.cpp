@@ -18,7 +18,9 @@ const char* const kUserAgentVersion = "4.0";
 
 }  // namespace
 
-LinphoneEngine::~LinphoneEngine() { stop(); }
+LinphoneEngine::~LinphoneEngine() {
+    stop();
+}
 
 bool LinphoneEngine::start(const std::string& folder, std::string& error) {
     if (m_pCore != nullptr) return true;

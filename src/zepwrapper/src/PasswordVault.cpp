@@ -1,7 +1,6 @@
 #include "PasswordVault.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +10,7 @@
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
+#include <sys/stat.h>
 
 namespace tessel {
 namespace zep {
@@ -39,7 +39,8 @@ bool makePrivateFolder(const std::string& path, mode_t mode, std::string& error)
 
 std::string base64(const std::vector<unsigned char>& bytes) {
     std::string out(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-    const int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[0]), bytes.data(), static_cast<int>(bytes.size()));
+    const int n =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[0]), bytes.data(), static_cast<int>(bytes.size()));
     out.resize(n > 0 ? static_cast<size_t>(n) : 0);
     return out;
 }
@@ -155,12 +156,11 @@ bool PasswordVault::decrypt(const std::string& text, std::string& plain, std::st
     int len = 0;
     int last = 0;
     const unsigned char* pKey = reinterpret_cast<const unsigned char*>(key.data());
-    const bool ok =
-        ctx.p != nullptr && EVP_DecryptInit_ex(ctx.p, EVP_aes_256_gcm(), nullptr, pKey, blob.data()) == 1 &&
-        EVP_DecryptUpdate(ctx.p, out.data(), &len, blob.data() + kNonceSize, static_cast<int>(size)) == 1 &&
-        EVP_CIPHER_CTX_ctrl(ctx.p, EVP_CTRL_GCM_SET_TAG, static_cast<int>(kTagSize),
-                            blob.data() + kNonceSize + size) == 1 &&
-        EVP_DecryptFinal_ex(ctx.p, out.data() + len, &last) == 1;
+    const bool ok = ctx.p != nullptr && EVP_DecryptInit_ex(ctx.p, EVP_aes_256_gcm(), nullptr, pKey, blob.data()) == 1 &&
+                    EVP_DecryptUpdate(ctx.p, out.data(), &len, blob.data() + kNonceSize, static_cast<int>(size)) == 1 &&
+                    EVP_CIPHER_CTX_ctrl(ctx.p, EVP_CTRL_GCM_SET_TAG, static_cast<int>(kTagSize),
+                                        blob.data() + kNonceSize + size) == 1 &&
+                    EVP_DecryptFinal_ex(ctx.p, out.data() + len, &last) == 1;
     OPENSSL_cleanse(&key[0], key.size());
     if (!ok) {
         OPENSSL_cleanse(out.data(), out.size());

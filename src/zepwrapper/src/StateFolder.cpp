@@ -1,14 +1,15 @@
 #include "StateFolder.h"
 
 #include <pwd.h>
-#include <sys/stat.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
+
+#include <sys/stat.h>
+#include <sys/types.h>
 
 namespace tessel {
 namespace zep {
@@ -18,7 +19,9 @@ namespace {
 const char* const kVendorFolder = "Marlin Web SDK";
 const char* const kFrameworkFolder = "zep";
 
-bool isAbsolute(const char* path) { return path != nullptr && path[0] == '/'; }
+bool isAbsolute(const char* path) {
+    return path != nullptr && path[0] == '/';
+}
 
 std::string homeFolder() {
     const char* home = std::getenv("HOME");

@@ -18,9 +18,9 @@ void zepLogWrite(int level, const char* source, int line, const char* function, 
 }  // namespace tessel
 
 // The message is a stream expression: ZEP_LOG(OZKLogLevelInfo, kSrc, "x=[" << x << "]").
-#define ZEP_LOG(level, source, message)                                                    \
-    do {                                                                                   \
-        std::ostringstream zep_os_;                                                        \
-        zep_os_ << message;                                                                \
-        ::tessel::zep::zepLogWrite((level), (source), __LINE__, __func__, zep_os_.str());  \
+#define ZEP_LOG(level, source, message)                                                   \
+    do {                                                                                  \
+        std::ostringstream zep_os_;                                                       \
+        zep_os_ << message;                                                               \
+        ::tessel::zep::zepLogWrite((level), (source), __LINE__, __func__, zep_os_.str()); \
     } while (0)

@@ -78,7 +78,9 @@ void ZepWrapperImpl::stop() {
     ZEP_LOG(OZKLogLevelInfo, kSrc, "stopped");
 }
 
-bool ZepWrapperImpl::isStarted() const { return m_started; }
+bool ZepWrapperImpl::isStarted() const {
+    return m_started;
+}
 
 void ZepWrapperImpl::pumpNextDispatcherTask() {
     if (!m_started) return;
@@ -88,12 +90,12 @@ void ZepWrapperImpl::pumpNextDispatcherTask() {
 
 void ZepWrapperImpl::notifyStarted() {
     m_context.deliver<ZepStartupObserver>("onZepMediaDeviceFeatureSetStarted",
-                                [](ZepStartupObserver& o) { o.onZepMediaDeviceFeatureSetStarted(); });
+                                          [](ZepStartupObserver& o) { o.onZepMediaDeviceFeatureSetStarted(); });
 }
 
 void ZepWrapperImpl::notifyStopped() {
     m_context.deliver<ZepStartupObserver>("onZepMediaDeviceFeatureSetStopped",
-                                [](ZepStartupObserver& o) { o.onZepMediaDeviceFeatureSetStopped(); });
+                                          [](ZepStartupObserver& o) { o.onZepMediaDeviceFeatureSetStopped(); });
 }
 
 int ZepWrapperImpl::notSupported(const char* operation) const {
@@ -103,7 +105,9 @@ int ZepWrapperImpl::notSupported(const char* operation) const {
 
 // --- Sign-in and connection ---------------------------------------------------
 
-int ZepWrapperImpl::logout() { return m_account.logout(); }
+int ZepWrapperImpl::logout() {
+    return m_account.logout();
+}
 
 void ZepWrapperImpl::setLoryAddressList(const std::vector<std::string>& addresses) {
     m_account.setLoryAddressList(addresses);
@@ -117,7 +121,9 @@ void ZepWrapperImpl::setCtiAddressList(const std::vector<std::string>& addresses
     m_account.setCtiAddressList(addresses);
 }
 
-int ZepWrapperImpl::startSignIn(bool manualSettings) { return m_account.startSignIn(manualSettings); }
+int ZepWrapperImpl::startSignIn(bool manualSettings) {
+    return m_account.startSignIn(manualSettings);
+}
 
 int ZepWrapperImpl::setUserProfileEmailAddress(const std::string& email) {
     return m_account.setUserProfileEmailAddress(email);
@@ -132,15 +138,21 @@ std::shared_ptr<ZepDeviceAndPhoneInfo> ZepWrapperImpl::getDeviceAndPhoneInfo() {
     return m_account.getDeviceAndPhoneInfo();
 }
 
-int ZepWrapperImpl::getConnectionStatus(std::string& status) { return m_account.getConnectionStatus(status); }
+int ZepWrapperImpl::getConnectionStatus(std::string& status) {
+    return m_account.getConnectionStatus(status);
+}
 
-int ZepWrapperImpl::getMode(std::string& mode) { return m_account.getMode(mode); }
+int ZepWrapperImpl::getMode(std::string& mode) {
+    return m_account.getMode(mode);
+}
 
 int ZepWrapperImpl::connect(const std::string& deviceName, const std::string& lineDN, bool forceRegistration) {
     return m_account.connect(deviceName, lineDN, forceRegistration);
 }
 
-int ZepWrapperImpl::getAvailableDevices(PhoneList& devices) { return m_account.getAvailableDevices(devices); }
+int ZepWrapperImpl::getAvailableDevices(PhoneList& devices) {
+    return m_account.getAvailableDevices(devices);
+}
 
 int ZepWrapperImpl::encryptPboxPassword(const std::string& password, std::string& encrypted) {
     return m_account.encryptPboxPassword(password, encrypted);
@@ -150,7 +162,9 @@ int ZepWrapperImpl::handleInvalidCertificate(const std::string& certFingerprint,
     return m_account.handleInvalidCertificate(certFingerprint, accept);
 }
 
-int ZepWrapperImpl::resetData() { return m_account.resetData(); }
+int ZepWrapperImpl::resetData() {
+    return m_account.resetData();
+}
 
 int ZepWrapperImpl::configure(const std::string& shmLocalName, const std::string& shmRemoteName) {
     return m_account.configure(shmLocalName, shmRemoteName);
@@ -158,7 +172,9 @@ int ZepWrapperImpl::configure(const std::string& shmLocalName, const std::string
 
 // --- Calls ---------------------------------------------------------------------
 
-int ZepWrapperImpl::joinCalls(int callId, int joinCallId) { return m_calls.joinCalls(callId, joinCallId); }
+int ZepWrapperImpl::joinCalls(int callId, int joinCallId) {
+    return m_calls.joinCalls(callId, joinCallId);
+}
 
 int ZepWrapperImpl::transferCall(int callId, const std::string& number) {
     return m_calls.transferCall(callId, number);
@@ -173,29 +189,49 @@ int ZepWrapperImpl::answer(int callId, const std::string& videoDirection, uint64
     return m_calls.answer(callId, videoDirection, windowhandle);
 }
 
-int ZepWrapperImpl::endCall(int callId) { return m_calls.endCall(callId); }
+int ZepWrapperImpl::endCall(int callId) {
+    return m_calls.endCall(callId);
+}
 
-int ZepWrapperImpl::mute(int callId, bool audio, bool video) { return m_calls.mute(callId, audio, video); }
+int ZepWrapperImpl::mute(int callId, bool audio, bool video) {
+    return m_calls.mute(callId, audio, video);
+}
 
-int ZepWrapperImpl::unmute(int callId, bool audio, bool video) { return m_calls.unmute(callId, audio, video); }
+int ZepWrapperImpl::unmute(int callId, bool audio, bool video) {
+    return m_calls.unmute(callId, audio, video);
+}
 
-int ZepWrapperImpl::hold(int callId) { return m_calls.hold(callId); }
+int ZepWrapperImpl::hold(int callId) {
+    return m_calls.hold(callId);
+}
 
-int ZepWrapperImpl::resume(int callId) { return m_calls.resume(callId); }
+int ZepWrapperImpl::resume(int callId) {
+    return m_calls.resume(callId);
+}
 
-int ZepWrapperImpl::iDivert(int callId) { return m_calls.iDivert(callId); }
+int ZepWrapperImpl::iDivert(int callId) {
+    return m_calls.iDivert(callId);
+}
 
-int ZepWrapperImpl::sendDTMF(int callId, const std::string& digit) { return m_calls.sendDTMF(callId, digit); }
+int ZepWrapperImpl::sendDTMF(int callId, const std::string& digit) {
+    return m_calls.sendDTMF(callId, digit);
+}
 
 int ZepWrapperImpl::setVideoDirection(int callId, const std::string& direction) {
     return m_calls.setVideoDirection(callId, direction);
 }
 
-int ZepWrapperImpl::completeTransferCall(int callId) { return m_calls.completeTransferCall(callId); }
+int ZepWrapperImpl::completeTransferCall(int callId) {
+    return m_calls.completeTransferCall(callId);
+}
 
-int ZepWrapperImpl::cancelTransfer(int callId) { return m_calls.cancelTransfer(callId); }
+int ZepWrapperImpl::cancelTransfer(int callId) {
+    return m_calls.cancelTransfer(callId);
+}
 
-int ZepWrapperImpl::getCalls(std::vector<int>& callIds) { return m_calls.getCalls(callIds); }
+int ZepWrapperImpl::getCalls(std::vector<int>& callIds) {
+    return m_calls.getCalls(callIds);
+}
 
 int ZepWrapperImpl::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) {
     return m_calls.getCallInfo(callId, call);
@@ -203,25 +239,45 @@ int ZepWrapperImpl::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) 
 
 // --- Not served yet: media devices and volumes -------------------------------
 
-int ZepWrapperImpl::setCaptureDevice(const std::string&) { return notSupported("setCaptureDevice"); }
+int ZepWrapperImpl::setCaptureDevice(const std::string&) {
+    return notSupported("setCaptureDevice");
+}
 
-int ZepWrapperImpl::setPlayoutDevice(const std::string&) { return notSupported("setPlayoutDevice"); }
+int ZepWrapperImpl::setPlayoutDevice(const std::string&) {
+    return notSupported("setPlayoutDevice");
+}
 
-int ZepWrapperImpl::setRecordingDevice(const std::string&) { return notSupported("setRecordingDevice"); }
+int ZepWrapperImpl::setRecordingDevice(const std::string&) {
+    return notSupported("setRecordingDevice");
+}
 
-int ZepWrapperImpl::setRingerDevice(const std::string&) { return notSupported("setRingerDevice"); }
+int ZepWrapperImpl::setRingerDevice(const std::string&) {
+    return notSupported("setRingerDevice");
+}
 
-int ZepWrapperImpl::setCurrentSpeakerVolume(int) { return notSupported("setCurrentSpeakerVolume"); }
+int ZepWrapperImpl::setCurrentSpeakerVolume(int) {
+    return notSupported("setCurrentSpeakerVolume");
+}
 
-int ZepWrapperImpl::setCurrentRingerVolume(int) { return notSupported("setCurrentRingerVolume"); }
+int ZepWrapperImpl::setCurrentRingerVolume(int) {
+    return notSupported("setCurrentRingerVolume");
+}
 
-int ZepWrapperImpl::setCurrentMicrophoneVolume(int) { return notSupported("setCurrentMicrophoneVolume"); }
+int ZepWrapperImpl::setCurrentMicrophoneVolume(int) {
+    return notSupported("setCurrentMicrophoneVolume");
+}
 
-int ZepWrapperImpl::getCurrentSpeakerVolume(int&) { return notSupported("getCurrentSpeakerVolume"); }
+int ZepWrapperImpl::getCurrentSpeakerVolume(int&) {
+    return notSupported("getCurrentSpeakerVolume");
+}
 
-int ZepWrapperImpl::getCurrentRingerVolume(int&) { return notSupported("getCurrentRingerVolume"); }
+int ZepWrapperImpl::getCurrentRingerVolume(int&) {
+    return notSupported("getCurrentRingerVolume");
+}
 
-int ZepWrapperImpl::getCurrentMicrophoneVolume(int&) { return notSupported("getCurrentMicrophoneVolume"); }
+int ZepWrapperImpl::getCurrentMicrophoneVolume(int&) {
+    return notSupported("getCurrentMicrophoneVolume");
+}
 
 int ZepWrapperImpl::getMultimediaDeviceVolume(const std::string&, int&) {
     return notSupported("getMultimediaDeviceVolume");
@@ -237,43 +293,75 @@ int ZepWrapperImpl::ssoNavigationCompleted(int64_t, const std::string&, const st
     return notSupported("ssoNavigationCompleted");
 }
 
-int ZepWrapperImpl::restablishSSOSession() { return notSupported("restablishSSOSession"); }
+int ZepWrapperImpl::restablishSSOSession() {
+    return notSupported("restablishSSOSession");
+}
 
-int ZepWrapperImpl::getSSOSessionTimeRemaining(int64_t&) { return notSupported("getSSOSessionTimeRemaining"); }
+int ZepWrapperImpl::getSSOSessionTimeRemaining(int64_t&) {
+    return notSupported("getSSOSessionTimeRemaining");
+}
 
-int ZepWrapperImpl::cancelSingleSignOn() { return notSupported("cancelSingleSignOn"); }
+int ZepWrapperImpl::cancelSingleSignOn() {
+    return notSupported("cancelSingleSignOn");
+}
 
-int ZepWrapperImpl::suppressSSOSessionExpiryPrompt() { return notSupported("suppressSSOSessionExpiryPrompt"); }
+int ZepWrapperImpl::suppressSSOSessionExpiryPrompt() {
+    return notSupported("suppressSSOSessionExpiryPrompt");
+}
 
-int ZepWrapperImpl::unsuppressSSOSessionExpiryPrompt(bool) { return notSupported("unsuppressSSOSessionExpiryPrompt"); }
+int ZepWrapperImpl::unsuppressSSOSessionExpiryPrompt(bool) {
+    return notSupported("unsuppressSSOSessionExpiryPrompt");
+}
 
 // --- Not served yet: video windows ------------------------------------------
 
-int ZepWrapperImpl::addPreviewWindow() { return notSupported("addPreviewWindow"); }
+int ZepWrapperImpl::addPreviewWindow() {
+    return notSupported("addPreviewWindow");
+}
 
-int ZepWrapperImpl::removePreviewWindow() { return notSupported("removePreviewWindow"); }
+int ZepWrapperImpl::removePreviewWindow() {
+    return notSupported("removePreviewWindow");
+}
 
-int ZepWrapperImpl::addWindowToCall(int) { return notSupported("addWindowToCall"); }
+int ZepWrapperImpl::addWindowToCall(int) {
+    return notSupported("addWindowToCall");
+}
 
-int ZepWrapperImpl::removeWindowFromCall(int) { return notSupported("removeWindowFromCall"); }
+int ZepWrapperImpl::removeWindowFromCall(int) {
+    return notSupported("removeWindowFromCall");
+}
 
-int ZepWrapperImpl::showCallInExternalWindow(int) { return notSupported("showCallInExternalWindow"); }
+int ZepWrapperImpl::showCallInExternalWindow(int) {
+    return notSupported("showCallInExternalWindow");
+}
 
-int ZepWrapperImpl::showPreviewInExternalWindow() { return notSupported("showPreviewInExternalWindow"); }
+int ZepWrapperImpl::showPreviewInExternalWindow() {
+    return notSupported("showPreviewInExternalWindow");
+}
 
-int ZepWrapperImpl::getExternalWindowState() { return notSupported("getExternalWindowState"); }
+int ZepWrapperImpl::getExternalWindowState() {
+    return notSupported("getExternalWindowState");
+}
 
-int ZepWrapperImpl::hideExternalWindow() { return notSupported("hideExternalWindow"); }
+int ZepWrapperImpl::hideExternalWindow() {
+    return notSupported("hideExternalWindow");
+}
 
-int ZepWrapperImpl::setExternalWindowAlwaysOnTop(bool) { return notSupported("setExternalWindowAlwaysOnTop"); }
+int ZepWrapperImpl::setExternalWindowAlwaysOnTop(bool) {
+    return notSupported("setExternalWindowAlwaysOnTop");
+}
 
-int ZepWrapperImpl::setExternalWindowShowControls(bool) { return notSupported("setExternalWindowShowControls"); }
+int ZepWrapperImpl::setExternalWindowShowControls(bool) {
+    return notSupported("setExternalWindowShowControls");
+}
 
 int ZepWrapperImpl::setExternalWindowShowSelfViewPip(bool) {
     return notSupported("setExternalWindowShowSelfViewPip");
 }
 
-int ZepWrapperImpl::setExternalWindowTitle(const std::string&) { return notSupported("setExternalWindowTitle"); }
+int ZepWrapperImpl::setExternalWindowTitle(const std::string&) {
+    return notSupported("setExternalWindowTitle");
+}
 
 int ZepWrapperImpl::dockExternalWindow(int, int, int, int, const std::string&, int, int, int, int) {
     return notSupported("dockExternalWindow");
@@ -283,7 +371,9 @@ int ZepWrapperImpl::dockUpdate(int, int, int, int, int, int, int, int, int, int)
     return notSupported("dockUpdate");
 }
 
-int ZepWrapperImpl::undockExternalWindow() { return notSupported("undockExternalWindow"); }
+int ZepWrapperImpl::undockExternalWindow() {
+    return notSupported("undockExternalWindow");
+}
 
 }  // namespace zep
 }  // namespace tessel

@@ -93,10 +93,10 @@ public:
     int setExternalWindowShowControls(bool show) override;
     int setExternalWindowShowSelfViewPip(bool show) override;
     int setExternalWindowTitle(const std::string& title) override;
-    int dockExternalWindow(int offsetX, int offsetY, int width, int height, const std::string& title,
-                           int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) override;
-    int dockUpdate(int offsetX, int offsetY, int width, int height, int pageWidth, int pageHeight,
-                   int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) override;
+    int dockExternalWindow(int offsetX, int offsetY, int width, int height, const std::string& title, int cropOffsetX,
+                           int cropOffsetY, int cropWidth, int cropHeight) override;
+    int dockUpdate(int offsetX, int offsetY, int width, int height, int pageWidth, int pageHeight, int cropOffsetX,
+                   int cropOffsetY, int cropWidth, int cropHeight) override;
     int undockExternalWindow() override;
     int getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) override;
     int getAvailableDevices(PhoneList& devices) override;

@@ -47,8 +47,7 @@ OZKLogger* OZKLogger_getLogger(const char* moduleName);
 
 // Writes one record; line feeds in text are escaped so it stays one line.
 // A null logger, file, function or text is taken as an empty name/text.
-void OZKLog(OZKLogger* logger, int level, const char* file, int line,
-            const char* function, const char* text);
+void OZKLog(OZKLogger* logger, int level, const char* file, int line, const char* function, const char* text);
 
 // Flushes pending records to disk (tests and shutdown).
 void OZKLogger_flush(void);
@@ -59,8 +58,8 @@ void OZKLogger_flush(void);
 // OZKLogger_setSink returns, the previous function is no longer running and
 // will not be called again. fn must not call back into this library (other
 // than reading the handle). Pass a null fn to remove it.
-typedef void (*OZKLoggerSinkFn)(void* ctx, OZKLogger* logger, int level, const char* file,
-                                int line, const char* function, const char* text);
+typedef void (*OZKLoggerSinkFn)(void* ctx, OZKLogger* logger, int level, const char* file, int line,
+                                const char* function, const char* text);
 void OZKLogger_setSink(OZKLoggerSinkFn fn, void* ctx);
 
 #ifdef __cplusplus

@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +9,9 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <sys/file.h>
+#include <sys/stat.h>
 
 #include "FlatJsonObject.h"
 #include "LogMacros.h"
@@ -183,11 +184,13 @@ void keepAside(const std::string& path, const std::string& why, ILog* log) {
         rc = rename(path.c_str(), aside.c_str());
     }
     if (rc == 0) {
-        PELA_LOG4(log, kSrc, "Preferences [" << path << "] unusable (" << why << "); kept aside as ["
-                                             << aside << "], starting empty");
+        PELA_LOG4(
+            log, kSrc,
+            "Preferences [" << path << "] unusable (" << why << "); kept aside as [" << aside << "], starting empty");
     } else {
-        PELA_LOG4(log, kSrc, "Preferences [" << path << "] unusable (" << why << "); cannot keep it aside errno="
-                                             << errnoText(errno));
+        PELA_LOG4(
+            log, kSrc,
+            "Preferences [" << path << "] unusable (" << why << "); cannot keep it aside errno=" << errnoText(errno));
     }
 }
 
@@ -313,8 +316,8 @@ std::string ClientAuthWhitelist::getPreferencesPath() {
 bool ClientAuthWhitelist::isSiteWhitelisted(const std::wstring& site, ILog* log) {
     ozk::ScopedLock lock(whitelistMutex());
     const bool whitelisted = isWhitelistedLocked(site, log);
-    PELA_LOG4(log, kSrc, "isSiteWhitelisted site=[" << StringUtil::wcsToUtf8(site) << "] -> "
-                                                    << (whitelisted ? "true" : "false"));
+    PELA_LOG4(log, kSrc,
+              "isSiteWhitelisted site=[" << StringUtil::wcsToUtf8(site) << "] -> " << (whitelisted ? "true" : "false"));
     return whitelisted;
 }
 

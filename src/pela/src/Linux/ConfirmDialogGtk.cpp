@@ -1,9 +1,10 @@
 #include "ConfirmDialogGtk.h"
 
 #include <dlfcn.h>
-#include <gtk/gtk.h>
 #include <limits.h>
 #include <unistd.h>
+
+#include <gtk/gtk.h>
 
 #ifdef GDK_WINDOWING_X11
 #include <gdk/gdkx.h>
@@ -26,7 +27,9 @@ const char* const kSrc = "src/pela/src/Linux/ConfirmDialogGtk";
 const char* const kIconName = "audio-and-camera-icon.png";
 const int kIconSize = 64;
 
-const char* boolText(bool value) { return value ? "true" : "false"; }
+const char* boolText(bool value) {
+    return value ? "true" : "false";
+}
 
 }  // namespace
 
@@ -102,9 +105,9 @@ void onResponse(GtkDialog* dialog, gint responseId, gpointer data) {
         cancelled = st->cancelled;
         log = st->log;
     }
-    PELA_LOG4(log, kSrc, "ACD response=" << responseId << " cancelled=" << boolText(cancelled)
-                                         << " userConfirm=" << boolText(userConfirm)
-                                         << " remember=" << boolText(remember));
+    PELA_LOG4(log, kSrc,
+              "ACD response=" << responseId << " cancelled=" << boolText(cancelled)
+                              << " userConfirm=" << boolText(userConfirm) << " remember=" << boolText(remember));
     gtk_widget_destroy(GTK_WIDGET(dialog));
     deliverAnswer(st, cancelled, userConfirm, remember);
 }
@@ -298,8 +301,7 @@ std::string ConfirmDialogGtk::getIconPath() {
         module.assign(buf, static_cast<size_t>(n));
     } else {
         Dl_info info;
-        if (dladdr(reinterpret_cast<void*>(&ConfirmDialogGtk::getIconPath), &info) != 0 &&
-            info.dli_fname != nullptr) {
+        if (dladdr(reinterpret_cast<void*>(&ConfirmDialogGtk::getIconPath), &info) != 0 && info.dli_fname != nullptr) {
             char* resolved = realpath(info.dli_fname, nullptr);
             if (resolved != nullptr) {
                 module = resolved;

@@ -105,20 +105,20 @@ private:
         }
         std::string ignored;
         switch (peek()) {
-        case '{':
-            return parseContainer('}', depth, true);
-        case '[':
-            return parseContainer(']', depth, false);
-        case '"':
-            return parseString(ignored);
-        case 't':
-            return parseLiteral("true");
-        case 'f':
-            return parseLiteral("false");
-        case 'n':
-            return parseLiteral("null");
-        default:
-            return parseNumber();
+            case '{':
+                return parseContainer('}', depth, true);
+            case '[':
+                return parseContainer(']', depth, false);
+            case '"':
+                return parseString(ignored);
+            case 't':
+                return parseLiteral("true");
+            case 'f':
+                return parseLiteral("false");
+            case 'n':
+                return parseLiteral("null");
+            default:
+                return parseNumber();
         }
     }
 
@@ -249,16 +249,34 @@ private:
         const int c = peek();
         ++m_pos;
         switch (c) {
-        case '"': out += '"'; return true;
-        case '\\': out += '\\'; return true;
-        case '/': out += '/'; return true;
-        case 'b': out += '\b'; return true;
-        case 'f': out += '\f'; return true;
-        case 'n': out += '\n'; return true;
-        case 'r': out += '\r'; return true;
-        case 't': out += '\t'; return true;
-        case 'u': break;
-        default: return fail("unknown escape");
+            case '"':
+                out += '"';
+                return true;
+            case '\\':
+                out += '\\';
+                return true;
+            case '/':
+                out += '/';
+                return true;
+            case 'b':
+                out += '\b';
+                return true;
+            case 'f':
+                out += '\f';
+                return true;
+            case 'n':
+                out += '\n';
+                return true;
+            case 'r':
+                out += '\r';
+                return true;
+            case 't':
+                out += '\t';
+                return true;
+            case 'u':
+                break;
+            default:
+                return fail("unknown escape");
         }
         uint32_t cp = 0;
         if (!hex4(cp)) {
@@ -372,21 +390,35 @@ std::string FlatJsonObject::quote(const std::string& text) {
     for (char ch : text) {
         const unsigned char c = static_cast<unsigned char>(ch);
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\b': out += "\\b"; break;
-        case '\f': out += "\\f"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                std::snprintf(buf, sizeof buf, "\\u%04X", c);
-                out += buf;
-            } else {
-                out += ch;  // UTF-8 passes through unchanged
-            }
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (c < 0x20) {
+                    char buf[8];
+                    std::snprintf(buf, sizeof buf, "\\u%04X", c);
+                    out += buf;
+                } else {
+                    out += ch;  // UTF-8 passes through unchanged
+                }
         }
     }
     out += '"';

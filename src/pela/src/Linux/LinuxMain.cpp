@@ -1,16 +1,17 @@
 #include "LinuxMain.h"
 
-#include <glib-unix.h>
-#include <gtk/gtk.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <cstdint>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
+
+#include <glib-unix.h>
+#include <gtk/gtk.h>
+#include <sys/eventfd.h>
 
 namespace tessel {
 

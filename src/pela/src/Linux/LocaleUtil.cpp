@@ -1,9 +1,9 @@
 #include "LocaleUtil.h"
 
-#include <unicode/locid.h>
-
 #include <cstdlib>
 #include <string>
+
+#include <unicode/locid.h>
 
 namespace tessel {
 

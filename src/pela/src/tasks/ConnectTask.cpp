@@ -74,8 +74,9 @@ void ConnectTask::execute() {
         return;
     }
 
-    PELA_LOG4(log, kSrc, "ConnectTask: mode = [" << mode << "] deviceName=[" << deviceName << " linedn=[" << lineDN
-                                            << " forceRegistration=" << forceRegistration);
+    PELA_LOG4(log, kSrc,
+              "ConnectTask: mode = [" << mode << "] deviceName=[" << deviceName << " linedn=[" << lineDN
+                                      << " forceRegistration=" << forceRegistration);
     result = pZepW->connect(deviceName, lineDN, forceRegistration);
     if (result != ApiReturnCodeEnum::eNoError) {
         TaskImplUtil::replyError(spContext, result);

@@ -23,7 +23,8 @@ void EncryptPboxPasswordTask::execute() {
 
     std::shared_ptr<SDKClientMessage> spMessage = spContext->getSDKClientMessage();
     if (!spMessage) {
-        PELA_LOG4(log, kSrc, "UNEXPECTED EncryptPboxPasswordTask::execute, no spSDKClientMessage. Ignore client message.");
+        PELA_LOG4(log, kSrc,
+                  "UNEXPECTED EncryptPboxPasswordTask::execute, no spSDKClientMessage. Ignore client message.");
         return;
     }
     std::shared_ptr<IZepWCmdClient> spCmdcli = spContext->getZepCmdcli();

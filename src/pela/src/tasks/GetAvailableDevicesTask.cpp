@@ -2,13 +2,13 @@
 
 #include <zepwrapper/ZepWrapperAPI.h>
 
-#include "ZepPhoneInfoPtree.h"
 #include "ApiReturnCode.h"
 #include "IZepWCmdClient.h"
 #include "LogMacros.h"
 #include "PtreeUtil.h"
 #include "SDKClientMessage.h"
 #include "TaskImplUtil.h"
+#include "ZepPhoneInfoPtree.h"
 
 namespace tessel {
 
@@ -24,7 +24,8 @@ void GetAvailableDevicesTask::execute() {
 
     std::shared_ptr<SDKClientMessage> spMessage = spContext->getSDKClientMessage();
     if (!spMessage) {
-        PELA_LOG4(log, kSrc, "UNEXPECTED GetAvailableDevicesTask::execute, no spSDKClientMessage. Ignore client message.");
+        PELA_LOG4(log, kSrc,
+                  "UNEXPECTED GetAvailableDevicesTask::execute, no spSDKClientMessage. Ignore client message.");
         return;
     }
     std::shared_ptr<IZepWCmdClient> spCmdcli = spContext->getZepCmdcli();

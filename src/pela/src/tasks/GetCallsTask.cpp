@@ -1,8 +1,8 @@
 #include "GetCallsTask.h"
 
-#include <zepwrapper/ZepWrapperAPI.h>
-
 #include <vector>
+
+#include <zepwrapper/ZepWrapperAPI.h>
 
 #include "ApiReturnCode.h"
 #include "JSONHack.h"

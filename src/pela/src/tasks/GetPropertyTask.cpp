@@ -2,13 +2,13 @@
 
 #include <zepwrapper/ZepWrapperAPI.h>
 
-#include "ZepDeviceAndPhoneInfoPtree.h"
 #include "ApiReturnCode.h"
 #include "IZepWCmdClient.h"
 #include "LogMacros.h"
 #include "PtreeUtil.h"
 #include "SDKClientMessage.h"
 #include "TaskImplUtil.h"
+#include "ZepDeviceAndPhoneInfoPtree.h"
 
 namespace tessel {
 
@@ -24,7 +24,8 @@ void GetPropertyTask::execute() {
 
     std::shared_ptr<SDKClientMessage> spMessage = spContext->getSDKClientMessage();
     if (!spMessage) {
-        PELA_LOG4(log, kSrc, "UNEXPECTED EncryptPboxPasswordTask::execute, no spSDKClientMessage. Ignore client message.");
+        PELA_LOG4(log, kSrc,
+                  "UNEXPECTED EncryptPboxPasswordTask::execute, no spSDKClientMessage. Ignore client message.");
         return;
     }
     std::shared_ptr<IZepWCmdClient> spCmdcli = spContext->getZepCmdcli();

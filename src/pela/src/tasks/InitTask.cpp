@@ -42,8 +42,7 @@ void InitTask::execute() {
     }
     std::shared_ptr<IZepWCmdClient> spZepCmdcli = spContext->getZepCmdcli();
     if (!spZepCmdcli) {
-        PELA_LOG4(log, kSrc,
-                  "UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request.");
+        PELA_LOG4(log, kSrc, "UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request.");
         return;
     }
 

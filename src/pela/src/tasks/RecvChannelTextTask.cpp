@@ -25,12 +25,14 @@ void RecvChannelTextTask::execute() {
     std::shared_ptr<TaskRegistry> spTaskRegistry = spContext->getTaskRegistry();
     if (!spClientManager) {
         PELA_LOG4(log, kSrc,
-                  "UNEXPECTED RecvChannelTextTask::execute context contains no ClientManager. Unable to process incoming text.");
+                  "UNEXPECTED RecvChannelTextTask::execute context contains no ClientManager. Unable to process "
+                  "incoming text.");
         return;
     }
     if (!spTaskRegistry) {
         PELA_LOG4(log, kSrc,
-                  "UNEXPECTED RecvChannelTextTask::execute context contains no TaskRegistry. Unable to process incoming text.");
+                  "UNEXPECTED RecvChannelTextTask::execute context contains no TaskRegistry. Unable to process "
+                  "incoming text.");
         return;
     }
 

@@ -1,8 +1,8 @@
 #include "SetPropertyTask.h"
 
-#include <zepwrapper/ZepWrapperAPI.h>
-
 #include <vector>
+
+#include <zepwrapper/ZepWrapperAPI.h>
 
 #include "ApiReturnCode.h"
 #include "IZepWCmdClient.h"

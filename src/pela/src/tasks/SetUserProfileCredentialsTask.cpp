@@ -24,7 +24,8 @@ void SetUserProfileCredentialsTask::execute() {
 
     std::shared_ptr<SDKClientMessage> spMessage = spContext->getSDKClientMessage();
     if (!spMessage) {
-        PELA_LOG4(log, kSrc, "UNEXPECTED SetUserProfileCredentialsTask::execute, no spSDKClientMessage. Ignore client message.");
+        PELA_LOG4(log, kSrc,
+                  "UNEXPECTED SetUserProfileCredentialsTask::execute, no spSDKClientMessage. Ignore client message.");
         return;
     }
     std::shared_ptr<IZepWCmdClient> spCmdcli = spContext->getZepCmdcli();

@@ -17,11 +17,9 @@ static const char* const kSrc = "src/pela/src/tasks/ShowUserAuthorizationTask";
 
 namespace {
 
-void sendUserAuthorized(const std::shared_ptr<ITaskContext>& spContext, const std::string& clientId,
-                        bool authorized) {
+void sendUserAuthorized(const std::shared_ptr<ITaskContext>& spContext, const std::string& clientId, bool authorized) {
     auto spContent = std::make_shared<Ptree>(JSONHack::getBool(authorized));
-    TaskImplUtil::sendEvent(clientId, "userauthorized", spContent, spContext->getTaskDoneSink(),
-                            spContext->getLog());
+    TaskImplUtil::sendEvent(clientId, "userauthorized", spContent, spContext->getTaskDoneSink(), spContext->getLog());
 }
 
 }  // namespace

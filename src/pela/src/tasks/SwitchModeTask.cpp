@@ -74,8 +74,9 @@ void SwitchModeTask::execute() {
         return;
     }
 
-    PELA_LOG4(log, kSrc, "SwitchModeTask: mode = [" << mode << "] deviceName=[" << deviceName << " linedn=[" << lineDN
-                                            << " forceRegistration=" << forceRegistration);
+    PELA_LOG4(log, kSrc,
+              "SwitchModeTask: mode = [" << mode << "] deviceName=[" << deviceName << " linedn=[" << lineDN
+                                         << " forceRegistration=" << forceRegistration);
     // Validation only: the framework is not asked to change mode.
     TaskImplUtil::replySuccess(spContext);
 }
