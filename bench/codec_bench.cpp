@@ -7,11 +7,11 @@
 
 #include <benchmark/benchmark.h>
 
-#include "ChannelClientMessage.h"
-#include "ChannelServerMessage.h"
-#include "JSONHack.h"
-#include "JSONParse.h"
-#include "Ptree.h"
+#include "messages/ChannelClientMessage.h"
+#include "messages/ChannelServerMessage.h"
+#include "messages/JSONHack.h"
+#include "messages/JSONParse.h"
+#include "messages/Ptree.h"
 
 using namespace tessel;
 

@@ -19,10 +19,10 @@
 #include <sys/stat.h>
 
 #include "CapturingLog.h"
-#include "ConfirmDialogGtk.h"
-#include "LinuxMain.h"
-#include "StringUtil.h"
 #include "Xvfb.h"
+#include "messages/StringUtil.h"
+#include "platform/linux/ConfirmDialogGtk.h"
+#include "platform/linux/LinuxMain.h"
 
 #if defined(__SANITIZE_THREAD__)
 // Fontconfig, loaded by GTK's text layout, initialises its caches lock-free
@@ -297,7 +297,7 @@ TEST_F(ConfirmDialogGuiTest, EveryWayOfAnsweringGivesItsAnswerOffTheGtkThread) {
     }
 }
 
-TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAndLogsOnTheMainThread) {
+TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAboveOtherWindows) {
     const std::string title = uniqueTitle("Look");
     ConfirmLoadParams params = paramsFor(title, L"look.example");
     params.denyButton = L"No_pe";  // an underscore in a label is shown, not taken as a mnemonic
@@ -331,14 +331,6 @@ TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAndLogsOnTheMainThread) {
     const long flags = std::strtol(hints.out.c_str() + space + 1, nullptr, 10);
     EXPECT_NE(flags & 0x100, 0) << "no urgency hint in WM_HINTS flags " << flags;  // XUrgencyHint
 
-    const size_t shown = m_log.indexOf("showConfirmLoadDialog");
-    const size_t built = m_log.indexOf("_showConfirmLoadDialog");
-    ASSERT_NE(shown, std::string::npos);
-    ASSERT_NE(built, std::string::npos);
-    EXPECT_LT(shown, built);
-    EXPECT_TRUE(m_log.contains("isMainThread->true"));
-    EXPECT_FALSE(m_log.contains("isMainThread->false"));
-    EXPECT_TRUE(m_log.contains("Module Path: " + iconPath));
     EXPECT_EQ(iconPath.substr(iconPath.rfind('/')), "/audio-and-camera-icon.png");
 
     ASSERT_TRUE(Xvfb::typeInto(id, "alt+n"));

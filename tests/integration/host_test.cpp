@@ -31,8 +31,11 @@ TEST_P(HostFraming, SessionCommandsAnswerAnUnauthorizedPage) {
 
     std::string raw;
     auto version = call(host, "p1", "unknown.example.org", "getVersion", "m1", "", &raw);
-    EXPECT_EQ(version.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content.version.plugin"),
-              "4.0.0.577");
+    const auto fields = version.get_child("norvaChannelMessage.norvaSDKServerMessage.content.version");
+    EXPECT_EQ(fields.size(), 3u);
+    EXPECT_EQ(fields.get<std::string>("plugin"), "4.0.0.577");
+    EXPECT_EQ(fields.get<std::string>("plugin_revision"), "217040");
+    EXPECT_EQ(fields.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
     EXPECT_EQ(serverField(version, "name"), "getVersion");
     EXPECT_EQ(serverField(version, "error"), "");
     EXPECT_EQ(serverField(version, "messageId").size(), 36u);
@@ -53,8 +56,12 @@ TEST_P(HostFraming, SessionCommandsAnswerAnUnauthorizedPage) {
     auto status = call(host, "p1", "unknown.example.org", "getUserAuthStatus", "m3");
     EXPECT_EQ(status.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content"), "MustShowAuth");
 
-    auto badVersion = call(host, "p1", "unknown.example.org", "getVersion", "m4", "{\"x\":1}");
-    EXPECT_EQ(serverField(badVersion, "error"), "eSyntaxError");
+    // Session commands take no content.
+    for (const char* name : {"getVersion", "getUserAuthStatus"}) {
+        auto bad = call(host, "p1", "unknown.example.org", name, std::string("m4") + name, "{\"x\":1}");
+        EXPECT_EQ(serverField(bad, "error"), "eSyntaxError") << name;
+        EXPECT_EQ(bad.get_child("norvaChannelMessage.norvaSDKServerMessage").count("content"), 0u) << name;
+    }
 
     host.closeInput();
     EXPECT_EQ(host.waitExit(3s), 0);
@@ -124,12 +131,6 @@ TEST_P(HostFraming, MalformedEnvelopesAreRefusedAndTheHostCarriesOn) {
 
     // Still serving.
     EXPECT_EQ(serverField(call(host, "p1", "unknown.example.org", "getVersion", "z1"), "error"), "");
-    std::string log = host.logText();
-    EXPECT_NE(log.find("Syntax error: JSON parse failed "), std::string::npos);
-    EXPECT_NE(log.find("clientConnected=true not permitted."), std::string::npos);
-    // The url is checked first, and it differs along with the host name.
-    EXPECT_NE(log.find("Client URL=[https://b.example.org/app] differs from URL already registered"),
-              std::string::npos);
 }
 
 TEST_P(HostFraming, WhitelistedPageStartsTheFrameworkAndOnlyAuthorizedPagesGetEvents) {
@@ -219,9 +220,6 @@ TEST_P(HostFraming, ClosingInputEndsTheHostPromptlyWithTheShutdownLine) {
     EXPECT_LT(took, 2500ms);
     std::string log = host.logText();
     EXPECT_NE(log.find("main shutdown complete, exit."), std::string::npos);
-    EXPECT_NE(log.find("pipe between extension and host is broken - shutdown now"), std::string::npos);
-    EXPECT_NE(log.find("TollbridgeAddOn started"), std::string::npos);
-    EXPECT_NE(log.find(std::string("isRunByChrome=") + (GetParam() ? "true" : "false")), std::string::npos);
 }
 
 TEST_P(HostFraming, StrayStandardOutputNeverReachesTheChannel) {
@@ -251,6 +249,6 @@ TEST_P(HostFraming, RequestsCarryingSecretsNeverReachTheLog) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Framing, HostFraming, ::testing::Values(true, false),
-                         [](const ::testing::TestParamInfo<bool>& info) {
-                             return info.param ? std::string("Chrome") : std::string("Newline");
+                         [](const ::testing::TestParamInfo<bool>& param) {
+                             return param.param ? std::string("Chrome") : std::string("Newline");
                          });

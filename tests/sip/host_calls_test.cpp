@@ -181,12 +181,13 @@ protected:
 
     // Polls the peer's received level until pred holds (bounded); the last level read.
     static double levelUntil(SipPeer& peer, const std::function<bool(double)>& pred, int id = 0) {
-        SipPeer::Stats stats;
+        double level = 0;
         for (int i = 0; i < 40; ++i) {
-            if (peer.stats(stats, id) && pred(stats.volumeDbm0)) break;
+            level = peer.receivedVolume(id);
+            if (pred(level)) break;
             std::this_thread::sleep_for(150ms);
         }
-        return stats.volumeDbm0;
+        return level;
     }
 
     // Whether an "attendedtransferstatechange" naming callId came, reading on briefly if not yet.

@@ -31,7 +31,6 @@ struct Options {
     std::string playFile;    // WAV sent as our microphone
     std::string recordFile;  // WAV the received audio is written to
     bool autoAnswer = false;
-    std::string logLevel = "message";
     int paceMs = 20;  // longest wait for input between two rounds of the engine
 };
 
@@ -46,9 +45,7 @@ void emit(const std::string& line) {
     size_t left = out.size();
     while (left > 0) {
         const ssize_t n = write(g_protocolFd, p, left);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
+        if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
             return;  // the driver went away; the EOF on stdin ends us
         }
@@ -66,24 +63,8 @@ std::string stripPrefix(const char* text, const char* prefix) {
 std::vector<std::string> splitWords(const std::string& line) {
     std::istringstream in(line);
     std::vector<std::string> words;
-    std::string w;
-    while (in >> w) {
-        words.push_back(w);
-    }
+    for (std::string w; in >> w;) words.push_back(w);
     return words;
-}
-
-bool parseInt(const std::string& text, int& value) {
-    if (text.empty() || text.size() > 9) {
-        return false;
-    }
-    for (char c : text) {
-        if (c < '0' || c > '9') {
-            return false;
-        }
-    }
-    value = std::atoi(text.c_str());
-    return true;
 }
 
 class Peer {
@@ -103,7 +84,6 @@ private:
                                const char* message);
     static void onCallState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState state, const char* message);
     static void onDtmf(LinphoneCore* lc, LinphoneCall* call, int dtmf);
-    static void onTransferState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState state);
 
     void shutdown();
     int idOf(LinphoneCall* call);
@@ -112,9 +92,7 @@ private:
     std::string handle(const std::string& line, bool& quit);
 
     std::string doRegister(const std::vector<std::string>& w);
-    std::string doUnregister();
     std::string doCall(const std::vector<std::string>& w);
-    std::string doStats(const std::vector<std::string>& w);
 
     Options m_options;
     LinphoneFactory* m_pFactory = nullptr;
@@ -127,15 +105,7 @@ private:
 };
 
 bool Peer::init() {
-    LinphoneLoggingService* logging = linphone_logging_service_get();
-    LinphoneLogLevel level = LinphoneLogLevelMessage;
-    if (m_options.logLevel == "debug") {
-        level = LinphoneLogLevelDebug;
-    } else if (m_options.logLevel == "warning") {
-        level = LinphoneLogLevelWarning;
-    }
-    linphone_logging_service_set_log_level(logging, level);
-
+    linphone_logging_service_set_log_level(linphone_logging_service_get(), LinphoneLogLevelMessage);
     m_pFactory = linphone_factory_get();
     // The engine appends file names to these without a separator.
     const std::string dir = m_options.dir + "/";
@@ -163,13 +133,10 @@ bool Peer::init() {
     linphone_core_cbs_set_account_registration_state_changed(m_pCbs, &Peer::onRegistration);
     linphone_core_cbs_set_call_state_changed(m_pCbs, &Peer::onCallState);
     linphone_core_cbs_set_dtmf_received(m_pCbs, &Peer::onDtmf);
-    linphone_core_cbs_set_transfer_state_changed(m_pCbs, &Peer::onTransferState);
 
     m_pCore = linphone_factory_create_core_with_config_3(m_pFactory, config, nullptr);
     linphone_config_unref(config);
-    if (m_pCore == nullptr) {
-        return false;
-    }
+    if (m_pCore == nullptr) return false;
     linphone_core_add_callbacks(m_pCore, m_pCbs);
 
     // Files instead of a sound card.
@@ -195,26 +162,17 @@ bool Peer::init() {
     linphone_transports_unref(transports);
     linphone_core_set_audio_port(m_pCore, -1);
 
-    if (linphone_core_start(m_pCore) != 0) {
-        return false;
-    }
-    LinphoneTransports* used = linphone_core_get_transports_used(m_pCore);
-    emit("event ready " + std::to_string(linphone_transports_get_udp_port(used)) + " " +
-         std::to_string(linphone_transports_get_tcp_port(used)));
-    linphone_transports_unref(used);
+    if (linphone_core_start(m_pCore) != 0) return false;
+    emit("event ready");
     return true;
 }
 
 void Peer::shutdown() {
-    if (m_pCore == nullptr) {
-        return;
-    }
+    if (m_pCore == nullptr) return;
     // No more callbacks into us while the core winds down.
     linphone_core_remove_callbacks(m_pCore, m_pCbs);
     linphone_core_terminate_all_calls(m_pCore);
-    for (auto& kv : m_calls) {
-        linphone_call_unref(kv.second);
-    }
+    for (auto& kv : m_calls) linphone_call_unref(kv.second);
     m_calls.clear();
     if (m_pAccount != nullptr) {
         linphone_account_unref(m_pAccount);
@@ -236,9 +194,7 @@ void Peer::run() {
         if (r > 0) {
             char buf[1024];
             const ssize_t n = read(STDIN_FILENO, buf, sizeof buf);
-            if (n < 0 && errno == EINTR) {
-                continue;
-            }
+            if (n < 0 && errno == EINTR) continue;
             if (n <= 0) {
                 break;  // the driver is gone
             }
@@ -247,12 +203,8 @@ void Peer::run() {
             while (!quit && (eol = pending.find('\n')) != std::string::npos) {
                 std::string line = pending.substr(0, eol);
                 pending.erase(0, eol + 1);
-                if (!line.empty() && line.back() == '\r') {
-                    line.pop_back();
-                }
-                if (line.find_first_not_of(' ') == std::string::npos) {
-                    continue;
-                }
+                if (!line.empty() && line.back() == '\r') line.pop_back();
+                if (line.find_first_not_of(' ') == std::string::npos) continue;
                 emit(handle(line, quit));
             }
             if (pending.size() > 4096) {
@@ -265,11 +217,8 @@ void Peer::run() {
 }
 
 int Peer::idOf(LinphoneCall* call) {
-    for (const auto& kv : m_calls) {
-        if (kv.second == call) {
-            return kv.first;
-        }
-    }
+    for (const auto& kv : m_calls)
+        if (kv.second == call) return kv.first;
     const int id = m_nextId++;
     m_calls[id] = linphone_call_ref(call);
     return id;
@@ -277,12 +226,7 @@ int Peer::idOf(LinphoneCall* call) {
 
 LinphoneCall* Peer::callFor(const std::vector<std::string>& words, size_t index, std::string& error) {
     if (words.size() > index) {
-        int id = 0;
-        if (!parseInt(words[index], id)) {
-            error = "error bad call id";
-            return nullptr;
-        }
-        auto it = m_calls.find(id);
+        auto it = m_calls.find(std::atoi(words[index].c_str()));
         if (it == m_calls.end()) {
             error = "error no call " + words[index];
             return nullptr;
@@ -291,9 +235,7 @@ LinphoneCall* Peer::callFor(const std::vector<std::string>& words, size_t index,
     }
     for (auto it = m_calls.rbegin(); it != m_calls.rend(); ++it) {
         const LinphoneCallState s = linphone_call_get_state(it->second);
-        if (s != LinphoneCallEnd && s != LinphoneCallError && s != LinphoneCallReleased) {
-            return it->second;
-        }
+        if (s != LinphoneCallEnd && s != LinphoneCallError && s != LinphoneCallReleased) return it->second;
     }
     error = "error no call";
     return nullptr;
@@ -307,40 +249,29 @@ std::string Peer::handle(const std::string& line, bool& quit) {
         quit = true;
         return "ok quit";
     }
-    if (cmd == "register") {
-        return doRegister(w);
-    }
+    if (cmd == "register") return doRegister(w);
     if (cmd == "unregister") {
-        return doUnregister();
+        if (m_pAccount == nullptr) return "error not registered";
+        LinphoneAccountParams* params = linphone_account_params_clone(linphone_account_get_params(m_pAccount));
+        linphone_account_params_set_register_enabled(params, FALSE);
+        linphone_account_set_params(m_pAccount, params);
+        linphone_account_params_unref(params);
+        return "ok unregister";
     }
-    if (cmd == "refresh") {
-        if (m_pAccount == nullptr) {
-            return "error not registered";
-        }
-        linphone_account_refresh_register(m_pAccount);
-        return "ok refresh";
-    }
-    if (cmd == "call") {
-        return doCall(w);
-    }
-    if (cmd == "stats") {
-        return doStats(w);
-    }
-    if (cmd == "dtmf-received") {
-        return "ok dtmf-received " + (m_dtmfs.empty() ? std::string("-") : m_dtmfs);
-    }
-    if (cmd == "answer" || cmd == "hangup" || cmd == "decline" || cmd == "hold" || cmd == "resume") {
+    if (cmd == "call") return doCall(w);
+    if (cmd == "dtmf-received") return "ok dtmf-received " + (m_dtmfs.empty() ? std::string("-") : m_dtmfs);
+    if (cmd == "volume") {
         LinphoneCall* call = callFor(w, 1, error);
-        if (call == nullptr) {
-            return error;
-        }
+        return call ? "ok volume " + std::to_string(linphone_call_get_play_volume(call)) : error;
+    }
+    if (cmd == "answer" || cmd == "hangup" || cmd == "hold" || cmd == "resume") {
+        LinphoneCall* call = callFor(w, 1, error);
+        if (call == nullptr) return error;
         int rc = -1;
         if (cmd == "answer") {
             rc = linphone_call_accept(call);
         } else if (cmd == "hangup") {
             rc = linphone_call_terminate(call);
-        } else if (cmd == "decline") {
-            rc = linphone_call_decline(call, LinphoneReasonBusy);
         } else if (cmd == "hold") {
             rc = linphone_call_pause(call);
         } else {
@@ -349,44 +280,6 @@ std::string Peer::handle(const std::string& line, bool& quit) {
         return rc == 0 ? "ok " + cmd
                        : "error " + cmd + " refused in state " +
                              stripPrefix(linphone_call_state_to_string(linphone_call_get_state(call)), "LinphoneCall");
-    }
-    if (cmd == "dtmf") {
-        if (w.size() < 2 || w[1].find_first_not_of("0123456789*#ABCD") != std::string::npos) {
-            return "error usage: dtmf <digits> [call]";
-        }
-        LinphoneCall* call = callFor(w, 2, error);
-        if (call == nullptr) {
-            return error;
-        }
-        return linphone_call_send_dtmfs(call, w[1].c_str()) == 0 ? "ok dtmf" : "error dtmf refused";
-    }
-    if (cmd == "transfer") {
-        if (w.size() < 2) {
-            return "error usage: transfer <sip-uri> [call]";
-        }
-        LinphoneCall* call = callFor(w, 2, error);
-        if (call == nullptr) {
-            return error;
-        }
-        LinphoneAddress* to = linphone_factory_create_address(m_pFactory, w[1].c_str());
-        if (to == nullptr) {
-            return "error bad address";
-        }
-        const int rc = linphone_call_transfer_to(call, to);
-        linphone_address_unref(to);
-        return rc == 0 ? "ok transfer" : "error transfer refused";
-    }
-    if (cmd == "transfer-attended") {
-        // transfer-attended <call to transfer> <call whose party takes it>
-        if (w.size() != 3) {
-            return "error usage: transfer-attended <id> <target id>";
-        }
-        LinphoneCall* call = callFor(w, 1, error);
-        LinphoneCall* target = call ? callFor(w, 2, error) : nullptr;
-        if (target == nullptr) {
-            return error;
-        }
-        return linphone_call_transfer_to_another(call, target) == 0 ? "ok transfer-attended" : "error transfer refused";
     }
     return "error unknown command " + cmd;
 }
@@ -410,12 +303,8 @@ std::string Peer::doRegister(const std::vector<std::string>& w) {
     LinphoneAddress* server =
         linphone_factory_create_address(m_pFactory, ("sip:" + w[4] + ";transport=" + w[5]).c_str());
     if (identity == nullptr || server == nullptr) {
-        if (identity != nullptr) {
-            linphone_address_unref(identity);
-        }
-        if (server != nullptr) {
-            linphone_address_unref(server);
-        }
+        if (identity != nullptr) linphone_address_unref(identity);
+        if (server != nullptr) linphone_address_unref(server);
         return "error bad address";
     }
     LinphoneAccountParams* params = linphone_core_create_account_params(m_pCore);
@@ -436,74 +325,28 @@ std::string Peer::doRegister(const std::vector<std::string>& w) {
 
     m_pAccount = linphone_core_create_account(m_pCore, params);
     linphone_account_params_unref(params);
-    if (m_pAccount == nullptr || linphone_core_add_account(m_pCore, m_pAccount) != 0) {
-        return "error account refused";
-    }
+    if (m_pAccount == nullptr || linphone_core_add_account(m_pCore, m_pAccount) != 0) return "error account refused";
     linphone_core_set_default_account(m_pCore, m_pAccount);
     return "ok register";
 }
 
-std::string Peer::doUnregister() {
-    if (m_pAccount == nullptr) {
-        return "error not registered";
-    }
-    LinphoneAccountParams* params = linphone_account_params_clone(linphone_account_get_params(m_pAccount));
-    linphone_account_params_set_register_enabled(params, FALSE);
-    linphone_account_set_params(m_pAccount, params);
-    linphone_account_params_unref(params);
-    return "ok unregister";
-}
-
 std::string Peer::doCall(const std::vector<std::string>& w) {
-    if (w.size() != 2) {
-        return "error usage: call <sip-uri>";
-    }
+    if (w.size() != 2) return "error usage: call <sip-uri>";
     LinphoneAddress* to = linphone_factory_create_address(m_pFactory, w[1].c_str());
-    if (to == nullptr) {
-        return "error bad address";
-    }
+    if (to == nullptr) return "error bad address";
     LinphoneCallParams* params = linphone_core_create_call_params(m_pCore, nullptr);
     linphone_call_params_enable_video(params, FALSE);
     LinphoneCall* call = linphone_core_invite_address_with_params(m_pCore, to, params);
     linphone_call_params_unref(params);
     linphone_address_unref(to);
-    if (call == nullptr) {
-        return "error call refused";
-    }
+    if (call == nullptr) return "error call refused";
     return "ok call " + std::to_string(idOf(call));
-}
-
-// ok stats rx=<packets received> tx=<packets sent> lost=<packets> jitter=<ms>
-//          volume=<received level, dBm0> codec=<name>
-std::string Peer::doStats(const std::vector<std::string>& w) {
-    std::string error;
-    LinphoneCall* call = callFor(w, 1, error);
-    if (call == nullptr) {
-        return error;
-    }
-    LinphoneCallStats* stats = linphone_call_get_audio_stats(call);
-    if (stats == nullptr) {
-        return "error no audio stream";
-    }
-    const rtp_stats_t* rtp = linphone_call_stats_get_rtp_stats(stats);
-    std::ostringstream out;
-    out << "ok stats rx=" << (rtp ? rtp->packet_recv : 0) << " tx=" << (rtp ? rtp->packet_sent : 0)
-        << " lost=" << (rtp ? rtp->cum_packet_loss : 0)
-        << " jitter=" << linphone_call_stats_get_receiver_interarrival_jitter(stats)
-        << " volume=" << linphone_call_get_play_volume(call);
-    linphone_call_stats_unref(stats);
-    const LinphoneCallParams* current = linphone_call_get_current_params(call);
-    const LinphonePayloadType* pt = current ? linphone_call_params_get_used_audio_payload_type(current) : nullptr;
-    out << " codec=" << (pt ? linphone_payload_type_get_mime_type(pt) : "none");
-    return out.str();
 }
 
 void Peer::onRegistration(LinphoneCore* lc, LinphoneAccount* account, LinphoneRegistrationState state,
                           const char* message) {
     // An account being replaced still reports; only the current one counts.
-    if (account != self(lc)->m_pAccount) {
-        return;
-    }
+    if (account != self(lc)->m_pAccount) return;
     const LinphoneErrorInfo* info = linphone_account_get_error_info(account);
     const int code = info ? linphone_error_info_get_protocol_code(info) : 0;
     emit("event registration " + stripPrefix(linphone_registration_state_to_string(state), "LinphoneRegistration") +
@@ -519,9 +362,7 @@ void Peer::onCallState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState s
     emit("event call " + std::to_string(id) + " " + stripPrefix(linphone_call_state_to_string(state), "LinphoneCall") +
          " " + std::to_string(code) + " " + (remote ? remote : "-"));
     bctbx_free(remote);
-    if (state == LinphoneCallIncomingReceived && peer->m_options.autoAnswer) {
-        linphone_call_accept(call);
-    }
+    if (state == LinphoneCallIncomingReceived && peer->m_options.autoAnswer) linphone_call_accept(call);
     if (state == LinphoneCallReleased) {
         peer->m_calls.erase(id);
         linphone_call_unref(call);
@@ -535,11 +376,6 @@ void Peer::onDtmf(LinphoneCore* lc, LinphoneCall* call, int dtmf) {
     emit("event dtmf " + std::to_string(peer->idOf(call)) + " " + std::string(1, digit));
 }
 
-void Peer::onTransferState(LinphoneCore* lc, LinphoneCall* call, LinphoneCallState state) {
-    emit("event transfer " + std::to_string(self(lc)->idOf(call)) + " " +
-         stripPrefix(linphone_call_state_to_string(state), "LinphoneCall"));
-}
-
 bool parseArgs(int argc, char** argv, Options& options) {
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -550,13 +386,9 @@ bool parseArgs(int argc, char** argv, Options& options) {
             options.playFile = argv[++i];
         } else if (a == "--record" && hasValue) {
             options.recordFile = argv[++i];
-        } else if (a == "--log-level" && hasValue) {
-            options.logLevel = argv[++i];
         } else if (a == "--pace-ms" && hasValue) {
             options.paceMs = std::atoi(argv[++i]);
-            if (options.paceMs < 1 || options.paceMs > 1000) {
-                return false;
-            }
+            if (options.paceMs < 1 || options.paceMs > 1000) return false;
         } else if (a == "--auto-answer") {
             options.autoAnswer = true;
         } else {
@@ -573,7 +405,7 @@ int main(int argc, char** argv) {
     if (!parseArgs(argc, argv, options)) {
         std::fprintf(stderr,
                      "usage: %s --dir <folder> [--play <wav>] [--record <wav>] [--auto-answer] "
-                     "[--log-level debug|message|warning] [--pace-ms 1..1000]\n",
+                     "[--pace-ms 1..1000]\n",
                      argv[0]);
         return 2;
     }

@@ -80,9 +80,7 @@ std::vector<LogRecord> CapturingLog::records() const {
 
 std::vector<std::string> CapturingLog::texts() const {
     std::vector<std::string> out;
-    for (const auto& record : records()) {
-        out.push_back(withoutPrefix(record.text));
-    }
+    for (const auto& record : records()) out.push_back(withoutPrefix(record.text));
     return out;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ILog.h"
+#include "logging/ILog.h"
 
 namespace tessel {
 namespace test {

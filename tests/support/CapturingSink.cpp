@@ -7,7 +7,7 @@
 
 #include <boost/property_tree/json_parser.hpp>
 
-#include "SendChannelTextTask.h"
+#include "dispatch/SendChannelTextTask.h"
 
 namespace tessel {
 namespace test {
@@ -37,9 +37,7 @@ void CapturingSink::clear() {
 
 std::vector<std::string> CapturingSink::texts() const {
     std::vector<std::string> out;
-    for (const auto& task : tasksOf<SendChannelTextTask>()) {
-        out.push_back(task->getMessageString());
-    }
+    for (const auto& task : tasksOf<SendChannelTextTask>()) out.push_back(task->getMessageString());
     return out;
 }
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "ITaskSink.h"
-#include "Ptree.h"
+#include "dispatch/ITaskSink.h"
+#include "messages/Ptree.h"
 
 namespace tessel {
 namespace test {
@@ -26,11 +26,8 @@ public:
     template <class T>
     std::vector<std::shared_ptr<T>> tasksOf() const {
         std::vector<std::shared_ptr<T>> out;
-        for (const auto& task : tasks()) {
-            if (auto typed = std::dynamic_pointer_cast<T>(task)) {
-                out.push_back(typed);
-            }
-        }
+        for (const auto& task : tasks())
+            if (auto typed = std::dynamic_pointer_cast<T>(task)) out.push_back(typed);
         return out;
     }
 

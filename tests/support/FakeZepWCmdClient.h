@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "IZepWCmdClient.h"
+#include "bridge/IZepWCmdClient.h"
 
 namespace tessel {
 namespace test {

@@ -28,9 +28,7 @@ TempDir::TempDir() {
     std::string pattern = (fs::temp_directory_path() / "pela-test-XXXXXX").string();
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
-    if (mkdtemp(buffer.data()) == nullptr) {
-        throw std::runtime_error("mkdtemp failed");
-    }
+    if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     m_path = buffer.data();
 }
 
@@ -39,72 +37,31 @@ TempDir::~TempDir() {
     fs::remove_all(m_path, ec);
 }
 
-HostProcess::HostProcess() : HostProcess(Options()) {}
-
 HostProcess::HostProcess(const Options& options) : m_options(options) {
     signal(SIGPIPE, SIG_IGN);
     const std::string home = m_home.path();
     m_configHome = options.configHome.empty() ? home + "/config" : options.configHome;
-    for (const std::string& dir : {home + "/state", m_configHome, home + "/run"}) {
-        fs::create_directories(dir);
-    }
+    for (const std::string& dir : {home + "/state", m_configHome, home + "/run"}) fs::create_directories(dir);
     chmod((home + "/run").c_str(), 0700);
 
-    // The child's environment: ours, less anything that would point it at the
-    // real desktop or the real home folder.
-    std::vector<std::string> env;
-    for (char** e = environ; *e != nullptr; ++e) {
-        std::string entry(*e);
-        std::string key = entry.substr(0, entry.find('='));
-        if (key == "HOME" || key == "DISPLAY" || key == "WAYLAND_DISPLAY" || key.rfind("XDG_", 0) == 0 ||
-            options.extraEnv.count(key) != 0) {
-            continue;
-        }
-        env.push_back(entry);
-    }
-    env.push_back("HOME=" + home);
-    env.push_back("XDG_STATE_HOME=" + home + "/state");
-    env.push_back("XDG_CONFIG_HOME=" + m_configHome);
-    env.push_back("XDG_RUNTIME_DIR=" + home + "/run");
-    env.push_back("NO_AT_BRIDGE=1");
-    if (!options.display.empty()) {
-        env.push_back("DISPLAY=" + options.display);
-    }
+    // Nothing may point the child at the real desktop or the real home folder.
+    std::set<std::string> drop{"DISPLAY", "WAYLAND_DISPLAY"};
+    std::vector<std::string> add{"HOME=" + home, "XDG_STATE_HOME=" + home + "/state", "XDG_CONFIG_HOME=" + m_configHome,
+                                 "XDG_RUNTIME_DIR=" + home + "/run", "NO_AT_BRIDGE=1"};
+    if (!options.display.empty()) add.push_back("DISPLAY=" + options.display);
     for (const auto& kv : options.extraEnv) {
-        env.push_back(kv.first + "=" + kv.second);
+        drop.insert(kv.first);
+        add.push_back(kv.first + "=" + kv.second);
     }
-
-    std::string exe = options.executable.empty() ? std::string(PELA_BIN_DIR) + "/pelahost" : options.executable;
-    std::vector<std::string> args{exe};
-    if (options.chrome) {
-        args.push_back("chrome-extension://pelatestextension/");
-    }
-    args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
+    std::vector<std::string> args{options.executable.empty() ? std::string(PELA_BIN_DIR) + "/pelahost"
+                                                             : options.executable};
+    if (options.chrome) args.push_back("chrome-extension://pelatestextension/");
 
     int in[2];
     int out[2];
-    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
-        throw std::runtime_error("pipe failed");
-    }
-    auto pointers = [](std::vector<std::string>& v) {
-        std::vector<char*> p;
-        for (auto& s : v) p.push_back(&s[0]);
-        p.push_back(nullptr);
-        return p;
-    };
-    std::vector<char*> argv = pointers(args);
-    std::vector<char*> envp = pointers(env);
-
-    m_pid = fork();
-    if (m_pid < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    if (m_pid == 0) {
-        dup2(in[0], 0);
-        dup2(out[1], 1);
-        execve(argv[0], argv.data(), envp.data());
-        _exit(127);
-    }
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+    m_pid = spawn(args, childEnv(drop, add), in[0], out[1], -1);
+    if (m_pid < 0) throw std::runtime_error("fork failed");
     close(in[0]);
     close(out[1]);
     m_toHost = in[1];
@@ -155,9 +112,8 @@ bool HostProcess::fill(std::chrono::steady_clock::time_point deadline) {
 }
 
 bool HostProcess::readExact(char* buffer, size_t size, std::chrono::steady_clock::time_point deadline) {
-    while (m_pending.size() < size) {
+    while (m_pending.size() < size)
         if (!fill(deadline)) return false;
-    }
     std::memcpy(buffer, m_pending.data(), size);
     m_pending.erase(0, size);
     return true;
@@ -165,9 +121,8 @@ bool HostProcess::readExact(char* buffer, size_t size, std::chrono::steady_clock
 
 bool HostProcess::readLine(std::string& line, std::chrono::steady_clock::time_point deadline) {
     size_t nl;
-    while ((nl = m_pending.find('\n')) == std::string::npos) {
+    while ((nl = m_pending.find('\n')) == std::string::npos)
         if (!fill(deadline)) return false;
-    }
     line = m_pending.substr(0, nl);
     m_pending.erase(0, nl + 1);
     return true;
@@ -175,9 +130,7 @@ bool HostProcess::readLine(std::string& line, std::chrono::steady_clock::time_po
 
 bool HostProcess::receive(std::string& text, std::chrono::milliseconds timeout) {
     auto deadline = std::chrono::steady_clock::now() + timeout;
-    if (!m_options.chrome) {
-        return readLine(text, deadline);
-    }
+    if (!m_options.chrome) return readLine(text, deadline);
     uint32_t length = 0;
     if (!readExact(reinterpret_cast<char*>(&length), 4, deadline)) return false;
     text.assign(length, '\0');
@@ -213,9 +166,7 @@ bool HostProcess::running() {
     int status = 0;
     pid_t r = waitpid(m_pid, &status, WNOHANG);
     if (r == 0) return true;
-    if (r == m_pid) {
-        m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
+    if (r == m_pid) m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return false;
 }
 
@@ -231,6 +182,49 @@ int HostProcess::waitExit(std::chrono::milliseconds timeout) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return m_exitStatus;
+}
+
+std::vector<std::string> childEnv(const std::set<std::string>& drop, const std::vector<std::string>& add) {
+    std::vector<std::string> env;
+    for (char** e = environ; *e != nullptr; ++e) {
+        const std::string entry(*e);
+        const std::string key = entry.substr(0, entry.find('='));
+        if (key != "HOME" && key.rfind("XDG_", 0) != 0 && drop.count(key) == 0) env.push_back(entry);
+    }
+    env.insert(env.end(), add.begin(), add.end());
+    return env;
+}
+
+pid_t spawn(std::vector<std::string> args, std::vector<std::string> env, int in, int out, int err, bool ownGroup) {
+    auto pointers = [](std::vector<std::string>& v) {
+        std::vector<char*> p;
+        for (auto& s : v) p.push_back(&s[0]);
+        p.push_back(nullptr);
+        return p;
+    };
+    std::vector<char*> argv = pointers(args);
+    std::vector<char*> envp = pointers(env);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (ownGroup) setpgid(0, 0);
+        dup2(in, 0);
+        dup2(out, 1);
+        if (err >= 0) dup2(err, 2);
+        execve(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+    if (pid > 0 && ownGroup) setpgid(pid, pid);
+    return pid;
+}
+
+bool reaped(pid_t pid, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        const pid_t r = waitpid(pid, nullptr, WNOHANG);
+        if (r == pid || (r < 0 && errno == ECHILD)) return true;
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
 }
 
 std::string HostProcess::logPath() const {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,13 +33,11 @@ public:
         bool chrome = true;      // pass a "chrome-extension://" origin
         std::string display;     // DISPLAY for the child; empty = none
         std::string configHome;  // XDG_CONFIG_HOME; empty = private folder
-        std::vector<std::string> extraArgs;
         std::map<std::string, std::string> extraEnv;
         std::string executable;  // default: the built pelahost
     };
 
     explicit HostProcess(const Options& options);
-    HostProcess();
     ~HostProcess();
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
@@ -79,6 +78,16 @@ private:
     std::string m_pending;
     int m_exitStatus = -1;
 };
+
+// Child processes of the harness.
+// This process's environment less HOME, XDG_* and the keys in drop, then add ("KEY=value").
+std::vector<std::string> childEnv(const std::set<std::string>& drop, const std::vector<std::string>& add);
+// Runs args[0] with standard input and output on in and out, and standard
+// error on err (-1: ours); in its own process group if asked. -1 when fork fails.
+pid_t spawn(std::vector<std::string> args, std::vector<std::string> env, int in, int out, int err,
+            bool ownGroup = false);
+// Waits (bounded) for the child to end; true once it is reaped.
+bool reaped(pid_t pid, std::chrono::milliseconds timeout);
 
 // Envelope helpers for tests.
 std::string request(const std::string& clientId, const std::string& hostname, const std::string& name,

@@ -18,9 +18,7 @@ constexpr std::chrono::milliseconds kStepTimeout = 20s;
 std::string quoted(const std::string& text) {
     std::string out = "\"";
     for (char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-        }
+        if (c == '"' || c == '\\') out += '\\';
         out += c;
     }
     return out + "\"";
@@ -52,23 +50,17 @@ bool SignedInHost::start(const std::string& transport) {
         std::filesystem::create_directories(folder, ec);
         std::ofstream out(folder + "/linphonerc");
         out << m_engineConfig;
-        if (ec || !out.flush()) {
-            return fail("cannot write the engine config in " + folder);
-        }
+        if (ec || !out.flush()) return fail("cannot write the engine config in " + folder);
     }
 
     ptree init = call("init");
     if (field(init, "content.userauthstatus") != "UserAuthorized") {
         return fail("init not authorized: " + field(init, "content.userauthstatus"));
     }
-    if (!waitForEvent("multimediacapabilitiesstarted", kStepTimeout)) {
-        return fail("framework did not start");
-    }
+    if (!waitForEvent("multimediacapabilitiesstarted", kStepTimeout)) return fail("framework did not start");
     const std::string address = m_sip.hostPort() + ";transport=" + transport;
     ptree set = call("setProperty", "{\"LoryAddressList\": [" + quoted(address) + "]}");
-    if (!field(set, "error").empty()) {
-        return fail("setProperty LoryAddressList: " + field(set, "error"));
-    }
+    if (!field(set, "error").empty()) return fail("setProperty LoryAddressList: " + field(set, "error"));
     return true;
 }
 
@@ -76,18 +68,14 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password,
                           std::chrono::microseconds* credentialsToLoggedIn) {
     const std::string secret = password.empty() ? m_sip.password(user) : password;
     ptree started = call("startSignIn", "{}");
-    if (!field(started, "error").empty()) {
-        return fail("startSignIn: " + field(started, "error"));
-    }
+    if (!field(started, "error").empty()) return fail("startSignIn: " + field(started, "error"));
     // The e-mail prompt is skipped when the framework already knows the address.
     ptree event;
     bool asked = false;
     bool credentials = m_spHost->receiveUntil(
         [&](const ptree& m) {
             asked = asked || pelatest::isEvent(m, "userprofileemailaddressrequired");
-            if (pelatest::isEvent(m, "userprofileemailaddressrequired")) {
-                return true;
-            }
+            if (pelatest::isEvent(m, "userprofileemailaddressrequired")) return true;
             if (pelatest::isEvent(m, "userprofilecredentialsrequired")) {
                 event = m;
                 return true;
@@ -95,14 +83,10 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password,
             return false;
         },
         kStepTimeout, &m_seen);
-    if (!credentials) {
-        return fail("no sign-in prompt after startSignIn");
-    }
+    if (!credentials) return fail("no sign-in prompt after startSignIn");
     if (asked) {
         ptree email = call("setUserProfileEmailAddress", "{\"email\": " + quoted(user + "@" + m_sip.domain()) + "}");
-        if (!field(email, "error").empty()) {
-            return fail("setUserProfileEmailAddress: " + field(email, "error"));
-        }
+        if (!field(email, "error").empty()) return fail("setUserProfileEmailAddress: " + field(email, "error"));
         if (!waitForEvent("userprofilecredentialsrequired", kStepTimeout, &event)) {
             return fail("no credentials prompt after the e-mail address");
         }
@@ -112,12 +96,8 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password,
     ptree sent = call("setUserProfileCredentials",
                       "{\"authenticator\": " + (authenticator.empty() ? std::string("0") : authenticator) +
                           ", \"username\": " + quoted(user) + ", \"password\": " + quoted(secret) + "}");
-    if (!field(sent, "error").empty()) {
-        return fail("setUserProfileCredentials: " + field(sent, "error"));
-    }
-    if (!waitForEvent("loggedin", kStepTimeout)) {
-        return fail("not signed in");
-    }
+    if (!field(sent, "error").empty()) return fail("setUserProfileCredentials: " + field(sent, "error"));
+    if (!waitForEvent("loggedin", kStepTimeout)) return fail("not signed in");
     if (credentialsToLoggedIn != nullptr) {
         *credentialsToLoggedIn =
             std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - sentAt);
@@ -146,9 +126,7 @@ bool SignedInHost::waitForEvent(const std::string& name, std::chrono::millisecon
     return m_spHost->receiveUntil(
         [&](const ptree& m) {
             if (pelatest::isEvent(m, name)) {
-                if (event != nullptr) {
-                    *event = m;
-                }
+                if (event != nullptr) *event = m;
                 return true;
             }
             return false;
@@ -160,9 +138,7 @@ std::vector<std::string> SignedInHost::eventNames() const {
     std::vector<std::string> names;
     for (const std::string& text : m_seen) {
         ptree m = pelatest::parseJson(text);
-        if (field(m, "replyToMessageId").empty()) {
-            names.push_back(field(m, "name"));
-        }
+        if (field(m, "replyToMessageId").empty()) names.push_back(field(m, "name"));
     }
     return names;
 }

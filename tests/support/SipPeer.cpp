@@ -9,48 +9,25 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <sstream>
-#include <thread>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include "HostProcess.h"  // pelatest::TempDir
+#include "HostProcess.h"
 #include "KamailioFixture.h"
-
-extern char** environ;
 
 namespace tessel {
 namespace test {
 
 namespace {
 
-const size_t kMaxLine = 64 * 1024;
-
-bool reaped(pid_t pid, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        const pid_t r = waitpid(pid, nullptr, WNOHANG);
-        if (r == pid || (r < 0 && errno == ECHILD)) {
-            return true;
-        }
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-}
-
 bool startsWith(const std::string& s, const std::string& prefix) {
     return s.compare(0, prefix.size(), prefix) == 0;
 }
 
 void putLe(std::string& out, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) {
-        out.push_back(static_cast<char>((value >> (8 * i)) & 0xff));
-    }
+    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xff));
 }
 
 uint32_t getLe(const std::string& in, size_t at, int bytes) {
@@ -61,48 +38,42 @@ uint32_t getLe(const std::string& in, size_t at, int bytes) {
     return v;
 }
 
+// The call number of an "event call <id> ..." line.
+int callIdOf(const std::string& event) {
+    return std::atoi(event.c_str() + std::strlen("event call "));
+}
+
 }  // namespace
 
 bool writeToneWav(const std::string& path, double hz, double seconds, int sampleRate) {
     const uint32_t frames = static_cast<uint32_t>(seconds * sampleRate);
     std::string data;
-    data.reserve(frames * 2);
-    const double twoPi = 2.0 * M_PI;
     for (uint32_t i = 0; i < frames; ++i) {
-        const double v = 16383.0 * std::sin(twoPi * hz * i / sampleRate);
+        const double v = 16383.0 * std::sin(2.0 * M_PI * hz * i / sampleRate);
         putLe(data, static_cast<uint32_t>(static_cast<int16_t>(std::lround(v))) & 0xffff, 2);
     }
     std::string wav = "RIFF";
     putLe(wav, static_cast<uint32_t>(36 + data.size()), 4);
     wav += "WAVEfmt ";
-    putLe(wav, 16, 4);                                     // fmt chunk size
-    putLe(wav, 1, 2);                                      // PCM
-    putLe(wav, 1, 2);                                      // mono
-    putLe(wav, static_cast<uint32_t>(sampleRate), 4);      // frames per second
+    putLe(wav, 16, 4);  // fmt chunk size
+    putLe(wav, 1, 2);   // PCM
+    putLe(wav, 1, 2);   // mono
+    putLe(wav, static_cast<uint32_t>(sampleRate), 4);
     putLe(wav, static_cast<uint32_t>(sampleRate * 2), 4);  // bytes per second
     putLe(wav, 2, 2);                                      // bytes per frame
     putLe(wav, 16, 2);                                     // bits per sample
     wav += "data";
     putLe(wav, static_cast<uint32_t>(data.size()), 4);
-    wav += data;
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(wav.data(), static_cast<std::streamsize>(wav.size()));
+    out << wav << data;
     return static_cast<bool>(out);
 }
 
 double toneShare(const std::string& path, double hz, double seconds) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream buf;
-    buf << in.rdbuf();
-    const std::string wav = buf.str();
-    if (wav.size() < 12 || wav.compare(0, 4, "RIFF") != 0 || wav.compare(8, 4, "WAVE") != 0) {
-        return -1;
-    }
-    uint32_t channels = 0;
-    uint32_t rate = 0;
-    uint32_t bits = 0;
-    size_t dataAt = 0;
-    size_t dataSize = 0;
+    const std::string wav = pelatest::readFile(path);
+    if (wav.size() < 12 || wav.compare(0, 4, "RIFF") != 0 || wav.compare(8, 4, "WAVE") != 0) return -1;
+    uint32_t channels = 0, rate = 0, bits = 0;
+    size_t dataAt = 0, dataSize = 0;
     for (size_t at = 12; at + 8 <= wav.size();) {
         const std::string id = wav.substr(at, 4);
         const size_t size = getLe(wav, at + 4, 4);
@@ -118,23 +89,16 @@ double toneShare(const std::string& path, double hz, double seconds) {
         }
         at += 8 + size + (size & 1);
     }
-    if (dataAt == 0 || channels == 0 || rate == 0 || bits != 16) {
-        return -1;
-    }
+    if (dataAt == 0 || channels == 0 || rate == 0 || bits != 16) return -1;
     const size_t frameBytes = 2 * channels;
     const size_t frames = std::min(dataSize / frameBytes, static_cast<size_t>(seconds * rate));
-    if (frames == 0) {
-        return 0;
-    }
     // Goertzel on the first channel, over short blocks whose powers are
     // summed: a received tone is not phase-continuous across packets.
     const size_t block = std::max<size_t>(rate / 10, 1);
     const double k = 2.0 * std::cos(2.0 * M_PI * hz / rate);
-    double tone = 0;
-    double energy = 0;
+    double tone = 0, energy = 0;
     for (size_t start = 0; start + block <= frames; start += block) {
-        double s1 = 0;
-        double s2 = 0;
+        double s1 = 0, s2 = 0;
         for (size_t i = start; i < start + block; ++i) {
             const double x = static_cast<int16_t>(getLe(wav, dataAt + i * frameBytes, 2));
             const double s0 = x + k * s1 - s2;
@@ -148,90 +112,51 @@ double toneShare(const std::string& path, double hz, double seconds) {
 }
 
 SipPeer::SipPeer(const Options& options) : m_options(options), m_pDir(new pelatest::TempDir()) {}
-
 SipPeer::SipPeer() : SipPeer(Options()) {}
-
 SipPeer::~SipPeer() {
     stop();
-}
-
-const std::string& SipPeer::folder() const {
-    return m_pDir->path();
-}
-
-std::string SipPeer::playFile() const {
-    return m_pDir->path() + "/tone.wav";
 }
 
 std::string SipPeer::recordFile() const {
     return m_pDir->path() + "/heard.wav";
 }
-
 std::string SipPeer::logText() const {
-    std::ifstream in(m_pDir->path() + "/peer.log", std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
+    return pelatest::readFile(m_pDir->path() + "/peer.log");
 }
 
 bool SipPeer::start(std::chrono::milliseconds timeout) {
-    if (running()) {
-        return true;
-    }
-    m_error.clear();
+    if (m_pid > 0) return true;
     const std::string home = m_pDir->path();
-    if (!writeToneWav(playFile(), m_options.toneHz, 20.0)) {
-        m_error = "cannot write " + playFile();
+    const std::string tone = home + "/tone.wav";
+    if (!writeToneWav(tone, m_options.toneHz, 20.0)) {
+        m_error = "cannot write " + tone;
         return false;
     }
     // A private home and runtime folder: the audio layer creates folders there.
-    const std::string run = home + "/run";
-    mkdir(run.c_str(), 0700);
-
-    std::vector<std::string> env;
-    for (char** e = environ; *e != nullptr; ++e) {
-        const std::string entry(*e);
-        const std::string key = entry.substr(0, entry.find('='));
-        if (key == "HOME" || key.rfind("XDG_", 0) == 0 || key == "PULSE_SERVER" || key == "TSAN_OPTIONS") {
-            continue;
-        }
-        env.push_back(entry);
-    }
+    mkdir((home + "/run").c_str(), 0700);
     // Under TSan the peer gets its own suppressions: the engine's libraries
     // are not instrumented (see the file).
     std::string tsan = "suppressions=" + std::string(PELA_SOURCE_DIR) + "/tests/sip/sippeer.tsan.supp";
     if (const char* given = getenv("TSAN_OPTIONS")) {
         std::istringstream in(given);
-        std::string option;
-        while (std::getline(in, option, ':')) {
-            if (!option.empty() && option.rfind("suppressions=", 0) != 0) {
-                tsan += ":" + option;
-            }
+        for (std::string option; std::getline(in, option, ':');) {
+            if (!option.empty() && !startsWith(option, "suppressions=")) tsan += ":" + option;
         }
     }
-    env.push_back("TSAN_OPTIONS=" + tsan);
-    env.push_back("HOME=" + home);
-    env.push_back("XDG_RUNTIME_DIR=" + run);
-    env.push_back("XDG_CONFIG_HOME=" + home + "/config");
-    env.push_back("XDG_DATA_HOME=" + home + "/data");
-    env.push_back("XDG_CACHE_HOME=" + home + "/cache");
-    std::vector<std::string> args = {
-        std::string(PELA_BIN_DIR) + "/pela_sippeer", "--dir", home, "--play", playFile(), "--record", recordFile()};
-    if (m_options.autoAnswer) {
-        args.push_back("--auto-answer");
-    }
-    args.push_back("--pace-ms");
-    args.push_back(std::to_string(m_options.paceMs));
-    std::vector<char*> argv;
-    for (std::string& a : args) {
-        argv.push_back(&a[0]);
-    }
-    argv.push_back(nullptr);
-    std::vector<char*> envp;
-    for (std::string& e : env) {
-        envp.push_back(&e[0]);
-    }
-    envp.push_back(nullptr);
+    const auto env = pelatest::childEnv({"PULSE_SERVER", "TSAN_OPTIONS"},
+                                        {"TSAN_OPTIONS=" + tsan, "HOME=" + home, "XDG_RUNTIME_DIR=" + home + "/run",
+                                         "XDG_CONFIG_HOME=" + home + "/config", "XDG_DATA_HOME=" + home + "/data",
+                                         "XDG_CACHE_HOME=" + home + "/cache"});
+    std::vector<std::string> args = {std::string(PELA_BIN_DIR) + "/pela_sippeer",
+                                     "--dir",
+                                     home,
+                                     "--play",
+                                     tone,
+                                     "--record",
+                                     recordFile(),
+                                     "--pace-ms",
+                                     std::to_string(m_options.paceMs)};
+    if (m_options.autoAnswer) args.push_back("--auto-answer");
 
     // One socket pair serves as the peer's standard input and output; send()
     // with MSG_NOSIGNAL spares us SIGPIPE if the peer dies.
@@ -240,178 +165,106 @@ bool SipPeer::start(std::chrono::milliseconds timeout) {
         m_error = std::string("socketpair: ") + std::strerror(errno);
         return false;
     }
-    const std::string logPath = home + "/peer.log";
-    const int logFd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (logFd < 0) {
-        m_error = "cannot open " + logPath;
-        close(fds[0]);
-        close(fds[1]);
-        return false;
-    }
-    const pid_t pid = fork();
-    if (pid < 0) {
-        m_error = std::string("fork: ") + std::strerror(errno);
-        close(fds[0]);
-        close(fds[1]);
-        close(logFd);
-        return false;
-    }
-    if (pid == 0) {
-        dup2(fds[1], 0);
-        dup2(fds[1], 1);
-        dup2(logFd, 2);
-        execve(argv[0], argv.data(), envp.data());
-        _exit(127);
-    }
+    const int logFd = open((home + "/peer.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    m_pid = logFd < 0 ? -1 : pelatest::spawn(args, env, fds[1], fds[1], logFd);
     close(fds[1]);
-    close(logFd);
-    m_pid = pid;
+    if (logFd >= 0) close(logFd);
+    m_fd = fds[0];
     m_eof = false;
-    m_toPeer = fds[0];
-    m_fromPeer = fds[0];
-
-    std::string line;
-    if (!waitEvent("ready ", timeout, 0, &line)) {
+    if (m_pid < 0 || !waitEvent("ready", timeout)) {
         m_error = "peer " + m_options.name + " not ready: " + m_error + "\n" + logText();
         stop();
         return false;
     }
-    std::istringstream in(line);
-    std::string word;
-    in >> word >> word >> m_udpPort >> m_tcpPort;
     return true;
 }
 
 void SipPeer::stop() {
-    if (m_pid <= 0) {
-        return;
-    }
-    const char quit[] = "quit\n";
-    send(m_toPeer, quit, sizeof quit - 1, MSG_NOSIGNAL);
-    shutdown(m_toPeer, SHUT_WR);
-    if (!reaped(m_pid, std::chrono::seconds(5))) {
-        kill(m_pid, SIGTERM);
-        if (!reaped(m_pid, std::chrono::seconds(3))) {
-            kill(m_pid, SIGKILL);
-            reaped(m_pid, std::chrono::seconds(3));
+    if (m_pid > 0) {
+        send(m_fd, "quit\n", 5, MSG_NOSIGNAL);
+        shutdown(m_fd, SHUT_WR);
+        if (!pelatest::reaped(m_pid, std::chrono::seconds(5))) {
+            kill(m_pid, SIGTERM);
+            if (!pelatest::reaped(m_pid, std::chrono::seconds(3))) {
+                kill(m_pid, SIGKILL);
+                pelatest::reaped(m_pid, std::chrono::seconds(3));
+            }
         }
     }
     m_pid = -1;
-    close(m_toPeer);
-    m_toPeer = -1;
-    m_fromPeer = -1;
+    if (m_fd >= 0) close(m_fd);
+    m_fd = -1;
 }
 
-void SipPeer::take(const std::string& line) {
-    if (startsWith(line, "event ")) {
-        m_events.push_back(line);
-    } else {
-        m_replies.push_back(line);
-    }
-}
-
-bool SipPeer::readLines(std::chrono::steady_clock::time_point deadline, bool untilOne) {
-    if (m_fromPeer < 0) {
-        m_error = "peer not running";
-        return false;
-    }
-    bool gotOne = false;
+// Reads until at least one line came or the deadline passed; false when none came.
+bool SipPeer::readLines(std::chrono::steady_clock::time_point deadline) {
+    if (m_fd < 0 || m_eof) return false;
     for (;;) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        pollfd pfd = {m_fromPeer, POLLIN, 0};
+        pollfd pfd = {m_fd, POLLIN, 0};
         const int r = ::poll(&pfd, 1, static_cast<int>(std::max<int64_t>(0, left.count())));
-        if (r < 0 && errno == EINTR) {
-            continue;
-        }
-        if (r <= 0) {
-            return gotOne;  // nothing more in time
-        }
+        if (r < 0 && errno == EINTR) continue;
+        if (r <= 0) return false;
         char buf[4096];
-        const ssize_t n = recv(m_fromPeer, buf, sizeof buf, 0);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t n = recv(m_fd, buf, sizeof buf, 0);
+        if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
             m_eof = true;
             m_error = "peer " + m_options.name + " exited";
-            return gotOne;
+            return false;
         }
         m_pending.append(buf, static_cast<size_t>(n));
-        size_t eol;
-        while ((eol = m_pending.find('\n')) != std::string::npos) {
-            take(m_pending.substr(0, eol));
+        bool got = false;
+        for (size_t eol; (eol = m_pending.find('\n')) != std::string::npos; got = true) {
+            const std::string line = m_pending.substr(0, eol);
             m_pending.erase(0, eol + 1);
-            gotOne = true;
+            (startsWith(line, "event ") ? m_events : m_replies).push_back(line);
         }
-        if (m_pending.size() > kMaxLine) {
-            m_error = "overlong line from peer";
-            m_pending.clear();
-        }
-        if (gotOne && untilOne) {
-            return true;
-        }
+        if (got) return true;
     }
 }
 
 void SipPeer::poll() {
-    readLines(std::chrono::steady_clock::now(), false);
+    while (readLines(std::chrono::steady_clock::now())) {
+    }
 }
 
 bool SipPeer::command(const std::string& line, std::string* reply, std::chrono::milliseconds timeout) {
-    if (reply != nullptr) {
-        reply->clear();
-    }
-    if (m_toPeer < 0) {
-        m_error = "peer not running";
-        return false;
-    }
+    if (reply != nullptr) reply->clear();
     // Replies to earlier commands that timed out are stale now.
     poll();
     m_replies.clear();
     const std::string out = line + "\n";
-    if (send(m_toPeer, out.data(), out.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(out.size())) {
+    if (m_fd < 0 || send(m_fd, out.data(), out.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(out.size())) {
         m_error = "cannot write to peer " + m_options.name;
         return false;
     }
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (m_replies.empty()) {
-        if (m_eof) {
-            m_error = "peer " + m_options.name + " exited";
+        if (!readLines(deadline) && (m_eof || std::chrono::steady_clock::now() >= deadline)) {
+            if (!m_eof) m_error = "no reply to '" + line.substr(0, line.find(' ')) + "' from peer " + m_options.name;
             return false;
         }
-        if (std::chrono::steady_clock::now() >= deadline) {
-            m_error = "no reply to '" + line.substr(0, line.find(' ')) + "' from peer " + m_options.name;
-            return false;
-        }
-        readLines(deadline, true);
     }
-    const std::string answer = m_replies.front();
-    m_replies.erase(m_replies.begin());
-    if (reply != nullptr) {
-        *reply = answer;
+    if (reply != nullptr) *reply = m_replies.front();
+    return startsWith(m_replies.front(), "ok ");
+}
+
+long SipPeer::find(const std::function<bool(const std::string&)>& match, std::chrono::milliseconds timeout,
+                   size_t from) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (size_t next = from;;) {
+        for (; next < m_events.size(); ++next)
+            if (match(m_events[next])) return static_cast<long>(next);
+        if (!readLines(deadline) && (m_eof || std::chrono::steady_clock::now() >= deadline)) return -1;
     }
-    return startsWith(answer, "ok ");
 }
 
 bool SipPeer::waitEvent(const std::string& prefix, std::chrono::milliseconds timeout, size_t from, std::string* line) {
-    const std::string wanted = "event " + prefix;
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    size_t next = from;
-    for (;;) {
-        for (; next < m_events.size(); ++next) {
-            if (startsWith(m_events[next], wanted)) {
-                if (line != nullptr) {
-                    *line = m_events[next];
-                }
-                return true;
-            }
-        }
-        if (m_eof || std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        readLines(deadline, true);
-    }
+    const long at = find([&](const std::string& e) { return startsWith(e, "event " + prefix); }, timeout, from);
+    if (at >= 0 && line != nullptr) *line = m_events[static_cast<size_t>(at)];
+    return at >= 0;
 }
 
 bool SipPeer::waitCallState(int id, const std::string& state, std::chrono::milliseconds timeout, size_t from) {
@@ -419,27 +272,18 @@ bool SipPeer::waitCallState(int id, const std::string& state, std::chrono::milli
 }
 
 int SipPeer::waitIncomingCall(std::chrono::milliseconds timeout, size_t from) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (size_t next = from;;) {
-        for (; next < m_events.size(); ++next) {
-            const std::string& e = m_events[next];
-            if (startsWith(e, "event call ") && e.find(" IncomingReceived ") != std::string::npos) {
-                return std::atoi(e.c_str() + std::strlen("event call "));
-            }
-        }
-        if (m_eof || std::chrono::steady_clock::now() >= deadline) {
-            return 0;
-        }
-        readLines(deadline, true);
-    }
+    const long at = find(
+        [](const std::string& e) {
+            return startsWith(e, "event call ") && e.find(" IncomingReceived ") != std::string::npos;
+        },
+        timeout, from);
+    return at < 0 ? 0 : callIdOf(m_events[static_cast<size_t>(at)]);
 }
 
 int SipPeer::lastCallId() {
     poll();
     for (auto it = m_events.rbegin(); it != m_events.rend(); ++it) {
-        if (startsWith(*it, "event call ")) {
-            return std::atoi(it->c_str() + std::strlen("event call "));
-        }
+        if (startsWith(*it, "event call ")) return callIdOf(*it);
     }
     return 0;
 }
@@ -451,62 +295,27 @@ bool SipPeer::registerAs(const KamailioFixture& sip, const std::string& user, co
     if (!command("register " + user + " " + secret + " " + sip.domain() + " " + sip.hostPort() + " " + transport)) {
         return false;
     }
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (size_t next = mark;;) {
-        for (; next < m_events.size(); ++next) {
-            if (startsWith(m_events[next], "event registration Ok")) {
-                return true;
-            }
-            if (startsWith(m_events[next], "event registration Failed")) {
-                m_error = m_events[next];
-                return false;
-            }
-        }
-        if (m_eof || std::chrono::steady_clock::now() >= deadline) {
-            m_error = m_eof ? "peer " + m_options.name + " exited" : "no registration outcome in time";
-            return false;
-        }
-        readLines(deadline, true);
-    }
+    const long at = find(
+        [](const std::string& e) {
+            return startsWith(e, "event registration Ok") || startsWith(e, "event registration Failed");
+        },
+        timeout, mark);
+    if (at >= 0 && startsWith(m_events[static_cast<size_t>(at)], "event registration Ok")) return true;
+    m_error = at >= 0 ? m_events[static_cast<size_t>(at)]
+              : m_eof ? "peer " + m_options.name + " exited"
+                      : "no registration outcome in time";
+    return false;
 }
 
-bool SipPeer::stats(Stats& out, int id) {
+double SipPeer::receivedVolume(int id) {
     std::string reply;
-    if (!command(id > 0 ? "stats " + std::to_string(id) : "stats", &reply)) {
-        m_error = reply;
-        return false;
-    }
-    std::istringstream in(reply);
-    std::string word;
-    while (in >> word) {
-        const size_t eq = word.find('=');
-        if (eq == std::string::npos) {
-            continue;
-        }
-        const std::string key = word.substr(0, eq);
-        const std::string value = word.substr(eq + 1);
-        if (key == "rx") {
-            out.received = std::stoull(value);
-        } else if (key == "tx") {
-            out.sent = std::stoull(value);
-        } else if (key == "lost") {
-            out.lost = std::stoll(value);
-        } else if (key == "jitter") {
-            out.jitterSeconds = std::stod(value);
-        } else if (key == "volume") {
-            out.volumeDbm0 = std::stod(value);
-        } else if (key == "codec") {
-            out.codec = value;
-        }
-    }
-    return true;
+    if (!command(id > 0 ? "volume " + std::to_string(id) : "volume", &reply)) return std::nan("");
+    return std::atof(reply.c_str() + std::strlen("ok volume "));
 }
 
 std::string SipPeer::receivedDtmf() {
     std::string reply;
-    if (!command("dtmf-received", &reply)) {
-        return "";
-    }
+    if (!command("dtmf-received", &reply)) return "";
     const std::string digits = reply.substr(reply.rfind(' ') + 1);
     return digits == "-" ? "" : digits;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,33 +22,26 @@ class KamailioFixture;
 // sends a sine tone of its own frequency as its microphone and records what
 // it hears to a WAV file. Each peer gets a private home and runtime folder.
 //
-// Protocol (one line each way, UTF-8, '\n'-terminated):
-//   every command is answered by exactly one line, "ok <command> ..." or
-//   "error <why>"; events may come at any time, as lines "event ...".
+// Protocol (one line each way, '\n'-terminated): every command is answered by
+// exactly one line, "ok <command> ..." or "error <why>"; events may come at
+// any time, as lines "event ...".
 // Commands ([id] is a call number; without it, the newest live call):
 //   register <user> <password> <domain> <host:port> <udp|tcp>
 //       replaces any account; the realm is the domain; requests go through
 //       host:port as outbound proxy
-//   unregister | refresh               end | refresh the registration
+//   unregister
 //   call <sip-uri>                     -> "ok call <id>"
-//   answer [id] | decline [id] | hangup [id] | hold [id] | resume [id]
-//   dtmf <digits> [id]                 RFC 2833 digits 0-9 * # A-D
-//   transfer <sip-uri> [id]            blind transfer (REFER)
-//   transfer-attended <id> <target id> hands call id over to the party of
-//                                      call target id (REFER with Replaces)
-//   stats [id]  -> "ok stats rx=<packets> tx=<packets> lost=<packets>
-//                   jitter=<s> volume=<received level, dBm0> codec=<name>"
-//   dtmf-received  -> "ok dtmf-received <digits in arrival order, or ->"
+//   answer [id] | hangup [id] | hold [id] | resume [id]
+//   volume [id]     -> "ok volume <level of the received audio, dBm0>"
+//   dtmf-received   -> "ok dtmf-received <digits in arrival order, or ->"
 //   quit
 // Events:
-//   event ready <udp port> <tcp port>                  once, after start
+//   event ready                                  once, after start
 //   event registration <State> <code>   State: Progress Ok Cleared Failed None;
 //                                       code: SIP status (200 for Ok), 0 if none
-//   event call <id> <State> <code> <remote uri>  State: linphone call state
-//       without prefix (IncomingReceived, OutgoingRinging, Connected,
-//       StreamsRunning, Paused, PausedByRemote, End, Error, Released ...)
-//   event dtmf <id> <digit>
-//   event transfer <id> <State>                 progress of a transfer we made
+//   event call <id> <State> <code> <remote uri>  State: liblinphone's call
+//       state without its prefix (IncomingReceived, Connected, StreamsRunning,
+//       Paused, PausedByRemote, End, Released ...)
 class SipPeer {
 public:
     struct Options {
@@ -56,15 +49,6 @@ public:
         double toneHz = 440.0;      // frequency of the tone we send
         bool autoAnswer = false;    // accept every incoming call at once
         int paceMs = 20;            // engine rounds at least this often (1..1000)
-    };
-
-    struct Stats {
-        uint64_t received = 0;  // RTP packets
-        uint64_t sent = 0;
-        int64_t lost = 0;
-        double jitterSeconds = 0;
-        double volumeDbm0 = -200;  // level of the received audio
-        std::string codec;
     };
 
     explicit SipPeer(const Options& options);
@@ -77,28 +61,24 @@ public:
     bool start(std::chrono::milliseconds timeout = std::chrono::seconds(20));
     // "quit", then SIGTERM and SIGKILL if it lingers.
     void stop();
-    bool running() const { return m_pid > 0; }
 
     // Sends a command line and waits for its reply. true for "ok ...";
     // the reply line is stored in *reply either way ("" on timeout).
     bool command(const std::string& line, std::string* reply = nullptr,
                  std::chrono::milliseconds timeout = std::chrono::seconds(10));
-
     // Registers as a fixture user over "udp" or "tcp" and waits for the
-    // outcome: true when the registration reached Ok. password "" means
-    // the right one.
+    // outcome: true when it reached Ok. password "" means the right one.
     bool registerAs(const KamailioFixture& sip, const std::string& user, const std::string& transport,
                     const std::string& password = "", std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
     // Waits for an event line starting with prefix ("event " is implied) among
-    // the events numbered from `from` on (see eventCount()). The matching
-    // line goes to *line.
+    // the events numbered from `from` on (see eventCount()); the line goes to *line.
     bool waitEvent(const std::string& prefix, std::chrono::milliseconds timeout, size_t from = 0,
                    std::string* line = nullptr);
     // Like waitEvent for a call state: "event call <id> <state> ".
     bool waitCallState(int id, const std::string& state, std::chrono::milliseconds timeout, size_t from = 0);
-    // The id of the first call ringing in (IncomingReceived) among the events
-    // from `from` on, waiting for it; 0 if none came in time.
+    // The id of the first call ringing in among the events from `from` on,
+    // waiting for it; 0 if none came in time.
     int waitIncomingCall(std::chrono::milliseconds timeout, size_t from = 0);
     // The number of the newest call seen in any event, 0 if none.
     int lastCallId();
@@ -107,38 +87,32 @@ public:
     size_t eventCount() const { return m_events.size(); }
     const std::vector<std::string>& events() const { return m_events; }
 
-    // Parsed "stats"; false when the command failed.
-    bool stats(Stats& out, int id = 0);
+    // Level of the audio received on the call, dBm0; NaN when it cannot be read.
+    double receivedVolume(int id = 0);
     // Digits received so far, in order.
     std::string receivedDtmf();
 
-    int udpPort() const { return m_udpPort; }
-    int tcpPort() const { return m_tcpPort; }
     const std::string& name() const { return m_options.name; }
-    // The WAV the peer sends and the one it records what it hears to.
-    std::string playFile() const;
+    // The WAV the peer records what it hears to.
     std::string recordFile() const;
-    // The peer's private folder: its engine configuration is "peerrc" there.
-    const std::string& folder() const;
     // The engine's log (standard error of the peer), for failure messages.
     std::string logText() const;
     const std::string& error() const { return m_error; }
 
 private:
-    bool readLines(std::chrono::steady_clock::time_point deadline, bool untilOne);
-    void take(const std::string& line);
+    // The index of the first event from `from` on that match accepts, reading
+    // until the timeout; -1 if none came.
+    long find(const std::function<bool(const std::string&)>& match, std::chrono::milliseconds timeout, size_t from);
+    bool readLines(std::chrono::steady_clock::time_point deadline);
 
     Options m_options;
     std::unique_ptr<pelatest::TempDir> m_pDir;
     pid_t m_pid = -1;
-    int m_toPeer = -1;
-    int m_fromPeer = -1;
+    int m_fd = -1;  // the peer's standard input and output
     std::string m_pending;
     bool m_eof = false;  // the peer closed its output: it exited
     std::vector<std::string> m_events;
     std::vector<std::string> m_replies;
-    int m_udpPort = 0;
-    int m_tcpPort = 0;
     std::string m_error;
 };
 

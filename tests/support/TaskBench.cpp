@@ -1,16 +1,14 @@
 #include "TaskBench.h"
 
-#include "ChannelClient.h"
-#include "SDKClientMessage.h"
+#include "messages/ChannelClient.h"
+#include "messages/SDKClientMessage.h"
 
 namespace tessel {
 namespace test {
 
 std::shared_ptr<Ptree> obj(std::initializer_list<std::pair<std::string, std::string>> members) {
     auto t = std::make_shared<Ptree>();
-    for (const auto& m : members) {
-        t->push_back(std::make_pair(m.first, Ptree(m.second)));
-    }
+    for (const auto& m : members) t->push_back(std::make_pair(m.first, Ptree(m.second)));
     return t;
 }
 
@@ -44,9 +42,7 @@ Ptree TaskBench::run(const std::string& name, std::shared_ptr<Ptree> content) {
     m_tasks.at(name)(context(name, content));
     auto messages = spOut->messages();
     EXPECT_EQ(messages.size(), 1u) << name;
-    if (messages.size() != 1) {
-        return Ptree();
-    }
+    if (messages.size() != 1) return Ptree();
     lastText = spOut->texts().front();
     return messages[0].get_child("norvaChannelMessage.norvaSDKServerMessage");
 }

@@ -13,9 +13,9 @@
 #include "CapturingSink.h"
 #include "FakeZepWCmdClient.h"
 #include "FakeZepWrapper.h"
-#include "ITaskContext.h"
-#include "Ptree.h"
-#include "TaskContext.h"
+#include "dispatch/ITaskContext.h"
+#include "dispatch/TaskContext.h"
+#include "messages/Ptree.h"
 
 namespace tessel {
 namespace test {

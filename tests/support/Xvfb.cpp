@@ -14,6 +14,8 @@
 
 #include <sys/wait.h>
 
+#include "HostProcess.h"
+
 extern char** environ;
 
 namespace tessel {
@@ -30,9 +32,7 @@ const int kChildDisplayFd = 9;
 // whose read end lands in readFd; -1 when it could not start.
 pid_t spawn(std::vector<std::string> args, int childFd, bool quiet, int& readFd) {
     int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) {
-        return -1;
-    }
+    if (pipe2(fds, O_CLOEXEC) != 0) return -1;
     if (fds[1] == childFd) {  // dup2 onto itself would keep close-on-exec
         const int moved = fcntl(fds[1], F_DUPFD_CLOEXEC, childFd + 1);
         close(fds[1]);
@@ -40,14 +40,10 @@ pid_t spawn(std::vector<std::string> args, int childFd, bool quiet, int& readFd)
     }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    for (int fd = 0; quiet && fd <= 2; ++fd) {
-        posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", O_RDWR, 0);
-    }
+    for (int fd = 0; quiet && fd <= 2; ++fd) posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", O_RDWR, 0);
     posix_spawn_file_actions_adddup2(&actions, fds[1], childFd);
     std::vector<char*> argv;
-    for (std::string& a : args) {
-        argv.push_back(&a[0]);
-    }
+    for (std::string& a : args) argv.push_back(&a[0]);
     argv.push_back(nullptr);
     pid_t pid = -1;
     const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
@@ -68,34 +64,16 @@ bool readUntil(int fd, std::string& out, Clock::time_point deadline, bool untilL
     while (!done && Clock::now() < deadline) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         pollfd pfd = {fd, POLLIN, 0};
-        if (poll(&pfd, 1, static_cast<int>(left.count()) + 1) <= 0) {
-            continue;  // EINTR or time up: the deadline check decides
-        }
+        if (poll(&pfd, 1, static_cast<int>(left.count()) + 1) <= 0) continue;  // EINTR or time up
         char buf[512];
         const ssize_t n = read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
+        if (n < 0 && errno == EINTR) continue;
         done = n <= 0;
         out.append(buf, n > 0 ? static_cast<size_t>(n) : 0);
         done = done || (untilLine && out.find('\n') != std::string::npos);
     }
     close(fd);
     return done;
-}
-
-bool waitExited(pid_t pid, std::chrono::milliseconds timeout) {
-    const auto deadline = Clock::now() + timeout;
-    for (;;) {
-        const pid_t r = waitpid(pid, nullptr, WNOHANG);
-        if (r == pid || (r < 0 && errno == ECHILD)) {
-            return true;
-        }
-        if (Clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
 }
 
 }  // namespace
@@ -105,9 +83,7 @@ Xvfb::~Xvfb() {
 }
 
 bool Xvfb::start(std::chrono::milliseconds timeout) {
-    if (running()) {
-        return true;
-    }
+    if (running()) return true;
     int fd = -1;
     m_pid = spawn({"Xvfb", "-displayfd", std::to_string(kChildDisplayFd), "-noreset", "-nolisten", "tcp", "-screen",
                    "0", "1024x768x24"},
@@ -129,13 +105,11 @@ bool Xvfb::start(std::chrono::milliseconds timeout) {
 }
 
 void Xvfb::stop() {
-    if (m_pid <= 0) {
-        return;
-    }
+    if (m_pid <= 0) return;
     kill(m_pid, SIGTERM);
-    if (!waitExited(m_pid, std::chrono::seconds(5))) {
+    if (!pelatest::reaped(m_pid, std::chrono::seconds(5))) {
         kill(m_pid, SIGKILL);
-        waitExited(m_pid, std::chrono::seconds(5));
+        pelatest::reaped(m_pid, std::chrono::seconds(5));
     }
     m_pid = -1;
     m_display.clear();
@@ -152,13 +126,9 @@ Xvfb::CommandResult Xvfb::runCommand(const std::vector<std::string>& args, std::
     CommandResult result;
     int fd = -1;
     const pid_t pid = args.empty() ? -1 : spawn(args, 1, false, fd);
-    if (pid < 0) {
-        return result;
-    }
+    if (pid < 0) return result;
     const bool finished = readUntil(fd, result.out, Clock::now() + timeout, false);
-    if (!finished) {
-        kill(pid, SIGKILL);
-    }
+    if (!finished) kill(pid, SIGKILL);
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
@@ -176,9 +146,7 @@ std::string Xvfb::waitForWindow(const std::string& title, std::chrono::milliseco
     const auto deadline = Clock::now() + timeout;
     while (Clock::now() < deadline) {
         const CommandResult r = runCommand({"xdotool", "search", "--onlyvisible", "--name", "^" + pattern + "$"});
-        if (r.status == 0 && !r.out.empty()) {
-            return r.out.substr(0, r.out.find('\n'));
-        }
+        if (r.status == 0 && !r.out.empty()) return r.out.substr(0, r.out.find('\n'));
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     return std::string();

@@ -8,22 +8,22 @@
 #include <gtest/gtest.h>
 #include <zepwrapper/ZepCallInfo.h>
 
-#include "AnswerTask.h"
-#include "CancelTransferTask.h"
-#include "CompleteTransferTask.h"
-#include "EndCallTask.h"
-#include "GetCallsTask.h"
-#include "HoldTask.h"
-#include "IDivertTask.h"
-#include "JoinCallTask.h"
-#include "MuteTask.h"
-#include "OriginateTask.h"
-#include "ResumeTask.h"
-#include "SendDTMFTask.h"
-#include "SetVideoDirectionTask.h"
 #include "TaskBench.h"
-#include "TransferCallTask.h"
-#include "UnmuteTask.h"
+#include "tasks/calls/AnswerTask.h"
+#include "tasks/calls/CancelTransferTask.h"
+#include "tasks/calls/CompleteTransferTask.h"
+#include "tasks/calls/EndCallTask.h"
+#include "tasks/calls/GetCallsTask.h"
+#include "tasks/calls/HoldTask.h"
+#include "tasks/calls/IDivertTask.h"
+#include "tasks/calls/JoinCallTask.h"
+#include "tasks/calls/MuteTask.h"
+#include "tasks/calls/OriginateTask.h"
+#include "tasks/calls/ResumeTask.h"
+#include "tasks/calls/SendDTMFTask.h"
+#include "tasks/calls/SetVideoDirectionTask.h"
+#include "tasks/calls/TransferCallTask.h"
+#include "tasks/calls/UnmuteTask.h"
 
 using namespace tessel;
 using namespace tessel::test;
@@ -48,48 +48,34 @@ const std::map<std::string, TaskRunner> kTasks = {
     {"getCalls", runTask<GetCallsTask>},
 };
 
-// One accepted request of every command: what the framework must be asked,
-// and the entry and parameter lines logged on the way.
+// One accepted request of every command: what the framework must be asked.
 struct Accepted {
     const char* command;
     std::shared_ptr<Ptree> content;
     const char* operation;
     const char* frameworkCall;
-    const char* entryLine;
-    const char* paramLine;
 };
 
 const std::vector<Accepted>& accepted() {
     static const std::vector<Accepted> cases = {
-        {"originate", obj({{"recipient", "1002"}}), "originate", "originate(1002, Inactive, 0)",
-         "OriginateTask::execute", "OriginateTask: recipient=[1002] videoDirection=[Inactive] windowhandle=[0]"},
+        {"originate", obj({{"recipient", "1002"}}), "originate", "originate(1002, Inactive, 0)"},
         {"originate",
          obj({{"recipient", "sip:bob@127.0.0.1"}, {"videoDirection", "SendRecv"}, {"windowhandle", "4096"}}),
-         "originate", "originate(sip:bob@127.0.0.1, SendRecv, 4096)", "OriginateTask::execute",
-         "OriginateTask: recipient=[sip:bob@127.0.0.1] videoDirection=[SendRecv] windowhandle=[4096]"},
-        {"answer", obj({{"callId", "4"}}), "answer", "answer(4, Inactive, 0)", "AnswerTask::execute",
-         "AnswerTask: callId=[4] videoDirection=[Inactive] windowhandle=[0]"},
-        {"endCall", obj({{"callId", "5"}}), "endCall", "endCall(5)", "EndCallTask::execute", "EndCallTask: callId=5"},
-        {"hold", obj({{"callId", "3"}}), "hold", "hold(3)", "HoldTask::execute", "HoldTask: callId=3"},
-        {"resume", obj({{"callId", "3"}}), "resume", "resume(3)", "ResumeTask::execute", "ResumeTask: callId=3"},
-        {"iDivert", obj({{"callId", "7"}}), "iDivert", "iDivert(7)", "IDivertTask::execute", "iDivertTask: callId=7"},
-        {"mute", obj({{"callId", "3"}}), "mute", "mute(3, false, false)", "MuteTask::execute", "MuteTask: callId=3"},
-        {"mute", obj({{"callId", "3"}, {"muteAudio", "true"}}), "mute", "mute(3, true, false)", "MuteTask::execute",
-         "MuteTask: callId=3"},
-        {"unmute", obj({{"callId", "3"}, {"unmuteVideo", "true"}}), "unmute", "unmute(3, false, true)",
-         "UnmuteTask::execute", "UnmuteTask: callId=3"},
-        {"sendDTMF", obj({{"callId", "2"}, {"digit", "#"}}), "sendDTMF", "sendDTMF(2, #)", "SendDTMFTask::execute",
-         "SendDTMFTask: callId=2, digit=#"},
-        {"setVideoDirection", obj({{"callId", "2"}}), "setVideoDirection", "setVideoDirection(2, Inactive)",
-         "SetVideoDirectionTask::execute", "SetVideoDirectionTask: callId=2, direction=Inactive"},
-        {"transferCall", obj({{"callId", "1"}, {"transferToNumber", "1003"}}), "transferCall", "transferCall(1, 1003)",
-         "TransferCallTask::execute", "TransferCallTask: callId=1, transferNumber=1003"},
-        {"completeTransfer", obj({{"callId", "1"}}), "completeTransferCall", "completeTransferCall(1)",
-         "CompleteTransfer::execute", "ZepW CompleteTransferCall: callId=1"},
-        {"cancelTransfer", obj({{"callId", "9"}}), "cancelTransfer", "cancelTransfer(9)", "CancelTransfer::execute",
-         "ZepW CompleteTransferCall: callId=9"},
-        {"joinCalls", obj({{"callId", "1"}, {"joinCallId", "2"}}), "joinCalls", "joinCalls(1, 2)",
-         "JoinCallTask::execute", "JoinCallsTask: callId=1, transferCallId=2"},
+         "originate", "originate(sip:bob@127.0.0.1, SendRecv, 4096)"},
+        {"answer", obj({{"callId", "4"}}), "answer", "answer(4, Inactive, 0)"},
+        {"endCall", obj({{"callId", "5"}}), "endCall", "endCall(5)"},
+        {"hold", obj({{"callId", "3"}}), "hold", "hold(3)"},
+        {"resume", obj({{"callId", "3"}}), "resume", "resume(3)"},
+        {"iDivert", obj({{"callId", "7"}}), "iDivert", "iDivert(7)"},
+        {"mute", obj({{"callId", "3"}}), "mute", "mute(3, false, false)"},
+        {"mute", obj({{"callId", "3"}, {"muteAudio", "true"}}), "mute", "mute(3, true, false)"},
+        {"unmute", obj({{"callId", "3"}, {"unmuteVideo", "true"}}), "unmute", "unmute(3, false, true)"},
+        {"sendDTMF", obj({{"callId", "2"}, {"digit", "#"}}), "sendDTMF", "sendDTMF(2, #)"},
+        {"setVideoDirection", obj({{"callId", "2"}}), "setVideoDirection", "setVideoDirection(2, Inactive)"},
+        {"transferCall", obj({{"callId", "1"}, {"transferToNumber", "1003"}}), "transferCall", "transferCall(1, 1003)"},
+        {"completeTransfer", obj({{"callId", "1"}}), "completeTransferCall", "completeTransferCall(1)"},
+        {"cancelTransfer", obj({{"callId", "9"}}), "cancelTransfer", "cancelTransfer(9)"},
+        {"joinCalls", obj({{"callId", "1"}, {"joinCallId", "2"}}), "joinCalls", "joinCalls(1, 2)"},
     };
     return cases;
 }
@@ -104,16 +90,11 @@ protected:
 TEST_F(CallTasksTest, EachCommandCallsItsOperationWithParametersAndDefaults) {
     for (const Accepted& c : accepted()) {
         zep.clearCalls();
-        log.clear();
         Ptree reply = run(c.command, c.content);
         EXPECT_EQ(error(reply), kAbsent) << c.command;
         EXPECT_EQ(reply.get<std::string>("name", ""), c.command);
         ASSERT_EQ(zep.calls().size(), 1u) << c.command;
         EXPECT_EQ(zep.calls().front(), c.frameworkCall);
-        const size_t entry = log.indexOf(c.entryLine);
-        const size_t param = log.indexOf(c.paramLine);
-        EXPECT_NE(param, std::string::npos) << c.paramLine;
-        EXPECT_LT(entry, param) << c.command;
     }
 }
 
@@ -126,7 +107,6 @@ TEST_F(CallTasksTest, EveryKeypadDigitIsSentAndNothingElse) {
     zep.clearCalls();
     for (const char* digit : {"10", "E", "e", "", " ", "##", "1 "}) {
         EXPECT_EQ(error(run("sendDTMF", obj({{"callId", "1"}, {"digit", digit}}))), "eInvalidArgument") << digit;
-        EXPECT_TRUE(log.contains(std::string("sendDTMF: invalid digit=") + digit)) << digit;
     }
     EXPECT_FALSE(zep.wasCalled("sendDTMF"));
 }
@@ -166,7 +146,6 @@ TEST_F(CallTasksTest, BadRequestsAreRefusedBeforeTheFramework) {
         EXPECT_EQ(error(reply), c.expectedError) << c.command << " " << (c.content ? c.content->size() : 0);
         EXPECT_TRUE(zep.calls().empty()) << c.command << " called " << zep.calls().front();
     }
-    EXPECT_EQ(log.count("UNEXPECTED missing content"), 2u);
 }
 
 TEST_F(CallTasksTest, FrameworkCodesArePassedThroughUnchanged) {
@@ -183,7 +162,6 @@ TEST_F(CallTasksTest, FrameworkCodesArePassedThroughUnchanged) {
         EXPECT_EQ(reply.count("content"), 0u) << c.command;
         zep.setResult(c.operation, 0);
     }
-    EXPECT_EQ(log.count("SetVideoDirectionTask::execute: Failed to set video direction in ZepW"), 1u);
 }
 
 TEST_F(CallTasksTest, OriginateRepliesWithTheNewCallIdAsANumber) {
@@ -234,22 +212,14 @@ TEST_F(CallTasksTest, MissingCollaborators) {
         EXPECT_EQ(error(run(c.command, c.content)), ending ? "eSyntaxError" : "eOperationFailed") << c.command;
     }
     EXPECT_EQ(error(run("getCalls", nullptr)), "eOperationFailed");
-    EXPECT_TRUE(log.contains("UNEXPECTED HoldTask::execute no pZepW"));
-    EXPECT_TRUE(log.contains("UNEXPECTED CompleteTransferTask::execute no pZepW"));
-    EXPECT_TRUE(log.contains("UNEXPECTED CancelTransferTask::execute no pZepW"));
     spCmdcli->setZepWrapper(&zep);
 
-    // Without a request, originate and answer say so; the others take it as missing content.
-    // Neither can be answered: there is no message id to reply to.
-    log.clear();
+    // Without a request there is no message id to reply to.
     for (const char* command : {"originate", "answer", "hold"}) {
         spOut->clear();
         kTasks.at(command)(context(command, nullptr, false));
         EXPECT_EQ(spOut->size(), 0u) << command;
     }
-    EXPECT_TRUE(log.contains("UNEXPECTED OriginateTask::execute, no spSDKClientMessage. Ignore client message."));
-    EXPECT_TRUE(log.contains("UNEXPECTED AnswerTask::execute, no spSDKClientMessage. Ignore client message."));
-    EXPECT_EQ(log.count("UNEXPECTED missing content"), 1u);
 
     // Without a command client nothing is answered at all.
     auto ctx = context("endCall", obj({{"callId", "1"}}));
@@ -257,6 +227,5 @@ TEST_F(CallTasksTest, MissingCollaborators) {
     spOut->clear();
     runTask<EndCallTask>(ctx);
     EXPECT_EQ(spOut->size(), 0u);
-    EXPECT_TRUE(log.contains("UNEXPECTED missing Cmdcli"));
     EXPECT_TRUE(zep.calls().empty());
 }

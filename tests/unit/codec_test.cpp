@@ -15,16 +15,16 @@
 #include <boost/property_tree/json_parser.hpp>
 #include <gtest/gtest.h>
 
-#include "ApiReturnCode.h"
 #include "CapturingLog.h"
-#include "ChannelClientMessage.h"
-#include "ChannelClientPtree.h"
-#include "ChannelServerMessage.h"
-#include "JSONHack.h"
-#include "JSONParse.h"
-#include "MessageId.h"
-#include "Ptree.h"
-#include "SDKServerMessagePtree.h"
+#include "messages/ApiReturnCode.h"
+#include "messages/ChannelClientMessage.h"
+#include "messages/ChannelClientPtree.h"
+#include "messages/ChannelServerMessage.h"
+#include "messages/JSONHack.h"
+#include "messages/JSONParse.h"
+#include "messages/MessageId.h"
+#include "messages/Ptree.h"
+#include "messages/SDKServerMessagePtree.h"
 
 using namespace tessel;
 using tessel::test::CapturingLog;

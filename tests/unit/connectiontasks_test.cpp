@@ -6,19 +6,19 @@
 
 #include <gtest/gtest.h>
 
-#include "ConfigureTask.h"
-#include "ConnectTask.h"
-#include "EncryptPboxPasswordTask.h"
-#include "GetAvailableDevicesTask.h"
-#include "GetPropertyTask.h"
-#include "LogoutTask.h"
-#include "ResetDataTask.h"
-#include "SetPropertyTask.h"
-#include "SetUserProfileCredentialsTask.h"
-#include "SetUserProfileEmailAddressTask.h"
-#include "StartSignInTask.h"
-#include "SwitchModeTask.h"
 #include "TaskBench.h"
+#include "tasks/connection/ConfigureTask.h"
+#include "tasks/connection/ConnectTask.h"
+#include "tasks/connection/EncryptPboxPasswordTask.h"
+#include "tasks/connection/GetAvailableDevicesTask.h"
+#include "tasks/connection/GetPropertyTask.h"
+#include "tasks/connection/LogoutTask.h"
+#include "tasks/connection/SetPropertyTask.h"
+#include "tasks/connection/SwitchModeTask.h"
+#include "tasks/signin/ResetDataTask.h"
+#include "tasks/signin/SetUserProfileCredentialsTask.h"
+#include "tasks/signin/SetUserProfileEmailAddressTask.h"
+#include "tasks/signin/StartSignInTask.h"
 
 using namespace tessel;
 using namespace tessel::test;
@@ -103,12 +103,6 @@ TEST_F(ConnectionTasksTest, BadInputIsRefusedBeforeTheFramework) {
         // Only pumps or nothing: no operation reached the framework.
         EXPECT_TRUE(zep.calls().empty()) << c.command << " called " << zep.calls().front();
     }
-    EXPECT_TRUE(log.contains("Syntax error: no input content should be specified"));
-    EXPECT_TRUE(log.contains("UNEXPECTED missing content"));
-    EXPECT_TRUE(log.contains("Specified property is not supported"));
-    EXPECT_TRUE(log.contains("The Property list is malformed"));
-    EXPECT_TRUE(log.contains("Content property is not correct"));
-    EXPECT_TRUE(log.contains("Content for property is empty"));
 }
 
 TEST_F(ConnectionTasksTest, FrameworkCodesReachThePage) {
@@ -146,17 +140,14 @@ TEST_F(ConnectionTasksTest, FrameworkCodesReachThePage) {
 TEST_F(ConnectionTasksTest, ParametersAndDefaultsArePassedOn) {
     run("connect", obj({{"deviceName", "SEP01"}}));
     EXPECT_EQ(zep.lastArgs("connect"), (std::vector<std::string>{"SEP01", "", "false"}));
-    EXPECT_TRUE(log.contains("ConnectTask: mode = [SoftPhone] deviceName=[SEP01 linedn=[ forceRegistration=0"));
 
     run("connect",
         obj({{"deviceName", "SEP02"}, {"lineDN", "1001"}, {"phoneMode", "DeskPhone"}, {"forceRegistration", "true"}}));
     EXPECT_EQ(zep.lastArgs("connect"), (std::vector<std::string>{"SEP02", "1001", "true"}));
-    EXPECT_TRUE(log.contains("mode = [DeskPhone]"));
 
     zep.clearCalls();
     run("switchMode", obj({{"deviceName", "SEP03"}}));
     EXPECT_TRUE(zep.calls().empty());
-    EXPECT_TRUE(log.contains("SwitchModeTask: mode = [SoftPhone] deviceName=[SEP03"));
 
     run("startSignIn", obj({}));
     EXPECT_EQ(zep.lastArgs("startSignIn"), (std::vector<std::string>{"false"}));
@@ -225,15 +216,12 @@ TEST_F(ConnectionTasksTest, MissingCollaborators) {
         kTasks.at(command)(context(command, nullptr, false));
         EXPECT_EQ(spOut->size(), 0u) << command;
     }
-    EXPECT_TRUE(log.contains("UNEXPECTED StartSignInTask::execute, no spSDKClientMessage. Ignore client message."));
-    EXPECT_EQ(log.count("UNEXPECTED EncryptPboxPasswordTask::execute, no spSDKClientMessage."), 2u);
 
     // Without the framework most reply eOperationFailed; startSignIn keeps eSyntaxError.
     spCmdcli->setZepWrapper(nullptr);
     EXPECT_EQ(error(run("startSignIn", obj({}))), "eSyntaxError");
     EXPECT_EQ(error(run("resetData", obj({}))), "eOperationFailed");
     EXPECT_EQ(error(run("getProperty", text("mode"))), "eOperationFailed");
-    EXPECT_TRUE(log.contains("UNEXPECTED SetPropertyTask::execute no pZepW"));
 
     // Without a command client nothing is answered at all.
     auto ctx = context("logout", nullptr);
@@ -241,5 +229,4 @@ TEST_F(ConnectionTasksTest, MissingCollaborators) {
     spOut->clear();
     runTask<LogoutTask>(ctx);
     EXPECT_EQ(spOut->size(), 0u);
-    EXPECT_TRUE(log.contains("UNEXPECTED missing Cmdcli"));
 }

@@ -1,6 +1,6 @@
 // The event manager with its seven real observers over a scriptable
 // framework: wiring, registration, and the road of an event into the queue.
-#include "EventManager.h"
+#include "bridge/EventManager.h"
 
 #include <algorithm>
 #include <atomic>
@@ -11,12 +11,12 @@
 #include "CapturingLog.h"
 #include "CapturingSink.h"
 #include "FakeZepWrapper.h"
-#include "HandleKnownContentEventTask.h"
-#include "ITaskSink.h"
-#include "ManagedEventObserverBase.h"
-#include "TaskQueue.h"
-#include "TaskRegistry.h"
-#include "ZepWStartupObserverImpl.h"
+#include "bridge/ManagedEventObserverBase.h"
+#include "bridge/ZepWStartupObserverImpl.h"
+#include "dispatch/HandleKnownContentEventTask.h"
+#include "dispatch/ITaskSink.h"
+#include "dispatch/TaskQueue.h"
+#include "dispatch/TaskRegistry.h"
 
 using namespace tessel;
 using tessel::test::CapturingLog;
@@ -24,25 +24,6 @@ using tessel::test::CapturingSink;
 using tessel::test::FakeZepWrapper;
 
 namespace {
-
-const char* const kRegisteredTexts[] = {
-    "Registered ZepW CallStateObserver",    "Registered ZepW ConnectionObserver",
-    "Registering ZepW StartupObserver",     "Registering ZepW CertificateObserver",
-    "Registering ZepW MediaDeviceObserver", "Registered ZepW ExternalWindowObserver",
-};
-
-const char* const kUnregisteredTexts[] = {
-    "Unregistered ZepW CallStateObserver",      "Unregistered ZepW ConnectionObserver",
-    "Unregistered ZepW StartupObserver",        "Unregistered ZepW Login Observer",
-    "Unregistered ZepW CertificateObserver",    "Unregistered ZepW MediaDeviceObserver",
-    "Unregistered ZepW ExternalWindowObserver",
-};
-
-const char* const kClassNames[] = {
-    "ZepWCallStateObserverImpl",      "ZepWConnectionObserverImpl",  "ZepWStartupObserverImpl",
-    "ZepWLoginObserverImpl",          "ZepWCertificateObserverImpl", "ZepWMediaDeviceObserverImpl",
-    "ZepWExternalWindowObserverImpl",
-};
 
 std::vector<std::string> sorted(std::vector<std::string> values) {
     std::sort(values.begin(), values.end());
@@ -62,13 +43,6 @@ protected:
     }
 
     // Fires on observers the test kept, whether or not still registered.
-    static void fireOnHeld(const std::vector<std::shared_ptr<IObserverObject>>& held) {
-        for (const auto& observer : held) {
-            if (auto connection = std::dynamic_pointer_cast<ZepConnectionObserver>(observer)) {
-                connection->onConnectionStatusChange("connected");
-            }
-        }
-    }
 
     CapturingLog log;
     FakeZepWrapper fake;
@@ -79,7 +53,7 @@ protected:
 
 }  // namespace
 
-TEST_F(EventManagerTest, RegistersEachOfTheSevenObserverKindsOnceAndLogsIt) {
+TEST_F(EventManagerTest, RegistersAndUnregistersEachOfTheSevenObserverKindsOnce) {
     configure(&fake);
     spManager->registerAll();
 
@@ -87,31 +61,10 @@ TEST_F(EventManagerTest, RegistersEachOfTheSevenObserverKindsOnceAndLogsIt) {
               sorted({"registerObserver(callstate)", "registerObserver(certificate)", "registerObserver(connection)",
                       "registerObserver(externalwindow)", "registerObserver(login)", "registerObserver(mediadevice)",
                       "registerObserver(startup)"}));
-    for (const char* text : kRegisteredTexts) {
-        EXPECT_EQ(log.count(text), 1u) << text;
-    }
-    // The login observer registers without a word.
-    EXPECT_EQ(log.count("Login Observer"), 0u);
-    EXPECT_EQ(log.count("failed, pZepW NULL"), 0u);
 
     spManager->unregisterAll();
     EXPECT_EQ(fake.callCount("unregisterObserver"), 7u);
     EXPECT_TRUE(fake.observers().empty());
-    for (const char* text : kUnregisteredTexts) {
-        EXPECT_EQ(log.count(text), 1u) << text;
-    }
-}
-
-TEST_F(EventManagerTest, WithoutAFrameworkEveryObserverLogsItsFailure) {
-    configure(nullptr);
-    spManager->registerAll();
-    spManager->unregisterAll();
-
-    EXPECT_TRUE(fake.calls().empty());
-    for (const char* name : kClassNames) {
-        EXPECT_EQ(log.count(std::string(name) + "::registerSelf failed, pZepW NULL"), 1u) << name;
-        EXPECT_EQ(log.count(std::string(name) + "::unregisterSelf failed, pZepW NULL"), 1u) << name;
-    }
 }
 
 TEST_F(EventManagerTest, ObserversAreWiredToTheRegistryButNeverTheQueueAndEventsArrive) {
@@ -138,44 +91,6 @@ TEST_F(EventManagerTest, ObserversAreWiredToTheRegistryButNeverTheQueueAndEvents
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0]->getEventName(), "connectionstatuschange");
     EXPECT_EQ(events[0]->getContent()->data(), "connected");
-}
-
-TEST_F(EventManagerTest, EventsWithNowhereToGoAreDroppedWithTheRightWord) {
-    // After unregisterAll: silently.
-    configure(&fake);
-    spManager->registerAll();
-    std::vector<std::shared_ptr<IObserverObject>> held = fake.observers();
-    auto base = std::dynamic_pointer_cast<ManagedEventObserverBase>(held.at(0));
-    ASSERT_TRUE(base != nullptr);
-    // An empty task is refused.
-    base->getTaskSink()->push(std::shared_ptr<ITask>());
-    EXPECT_EQ(log.count("EventManager spTask empty, unable to process event"), 1u);
-    spManager->unregisterAll();
-    log.clear();
-    fireOnHeld(held);
-    EXPECT_EQ(log.count("No task sink") + log.count("EventManager"), 0u);
-
-    // With the manager gone the observers have no sink.
-    configure(&fake);
-    spManager->registerAll();
-    held = fake.observers();
-    spManager.reset();
-    fireOnHeld(held);
-    EXPECT_EQ(log.count("No task sink. Ignore event."), 1u);
-    EXPECT_EQ(spSink->size(), 0u);
-
-    // With the queue gone the manager itself says so.
-    auto spQueue = std::make_shared<TaskQueue>();
-    spManager = std::make_shared<EventManager>();
-    spManager->configure(&log, &fake, spQueue);
-    spManager->registerAll();
-    spQueue.reset();
-    fireConnectionStatus("connected");
-    const std::string text = "EventManager no TaskDoneSink, unable to process event";
-    ASSERT_EQ(log.count(text), 1u);
-    const tessel::test::LogRecord record = log.records().at(log.indexOf(text));
-    EXPECT_EQ(record.file + ":" + record.function + ":" + std::to_string(record.level),
-              "src/pela/src/EventManager:push:4");
 }
 
 // Events fired from a framework thread while shutdown unregisters: nothing may

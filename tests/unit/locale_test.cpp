@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 #include <unicode/uchar.h>
 
-#include "LocaleUtil.h"
-#include "StringUtil.h"
+#include "messages/StringUtil.h"
 #include "pelaloc/ResStrings.h"
+#include "platform/linux/LocaleUtil.h"
 
 using pelaloc::ResStringCache;
 using pelaloc::ResStrings;

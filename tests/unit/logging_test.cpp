@@ -21,11 +21,11 @@
 #include <sys/wait.h>
 
 #include "CapturingLog.h"
-#include "FileUtil.h"
 #include "HostProcess.h"
-#include "LogFactory.h"
-#include "LogMacros.h"
-#include "PlatformUtil.h"
+#include "channel/PlatformUtil.h"
+#include "logging/FileUtil.h"
+#include "logging/LogFactory.h"
+#include "logging/LogMacros.h"
 
 namespace {
 
@@ -323,17 +323,6 @@ TEST(LogFactoryTest, InitialisesOnceAndHandsOutOneShim) {
     EXPECT_NE(lines[0].find(": [" + std::to_string(getpid()) + "] value=[5]"), std::string::npos);
 
     OZKLogger_shutdown();
-}
-
-TEST(PlatformUtilTest, AnswersLittleEndianAndLogsIt) {
-    EXPECT_FALSE(PlatformUtil::iAmBigEndian(nullptr));
-    CapturingLog log;
-    EXPECT_FALSE(PlatformUtil::iAmBigEndian(&log));
-    ASSERT_EQ(log.records().size(), 1u);
-    const tessel::test::LogRecord record = log.records()[0];
-    EXPECT_EQ(record.file + ":" + record.function + ":" + std::to_string(record.level),
-              "src/pela/src/PlatformUtil:iAmBigEndian:4");
-    EXPECT_EQ(record.text, "[" + std::to_string(getpid()) + "] Platform: little-endian");
 }
 
 }  // namespace

@@ -12,20 +12,20 @@
 #include "CapturingLog.h"
 #include "CapturingSink.h"
 #include "FakeZepWrapper.h"
-#include "HandleKnownContentEventTask.h"
-#include "ITaskFactory.h"
-#include "JSONHack.h"
-#include "SDKClientMessage.h"
-#include "TaskImpl.h"
-#include "TaskParamUtil.h"
-#include "TaskRegistry.h"
-#include "ZepWCallStateObserverImpl.h"
-#include "ZepWCertificateObserverImpl.h"
-#include "ZepWConnectionObserverImpl.h"
-#include "ZepWExternalWindowObserverImpl.h"
-#include "ZepWLoginObserverImpl.h"
-#include "ZepWMediaDeviceObserverImpl.h"
-#include "ZepWStartupObserverImpl.h"
+#include "bridge/ZepWCallStateObserverImpl.h"
+#include "bridge/ZepWCertificateObserverImpl.h"
+#include "bridge/ZepWConnectionObserverImpl.h"
+#include "bridge/ZepWExternalWindowObserverImpl.h"
+#include "bridge/ZepWLoginObserverImpl.h"
+#include "bridge/ZepWMediaDeviceObserverImpl.h"
+#include "bridge/ZepWStartupObserverImpl.h"
+#include "dispatch/HandleKnownContentEventTask.h"
+#include "dispatch/ITaskFactory.h"
+#include "dispatch/TaskImpl.h"
+#include "dispatch/TaskRegistry.h"
+#include "messages/JSONHack.h"
+#include "messages/SDKClientMessage.h"
+#include "messages/TaskParamUtil.h"
 
 using namespace tessel;
 using tessel::test::CapturingLog;
@@ -119,7 +119,6 @@ TEST_F(ObserversTest, CallStateEventsAndTheirNeedOfTheFramework) {
     EXPECT_EQ(contentJson(event).find("{\"callId\":7,\"callEvent\":\"evConnected\","), 0u) << contentJson(event);
     observer->onAttendedTransferStateChange(4);
     EXPECT_EQ(take(), "attendedtransferstatechange {\"callId\":4}");
-    EXPECT_TRUE(log.contains("ZepWCallStateObserverImpl::onAttendedTransferStateChange callid:4"));
     observer->onCallVideoResolutionChange(1280, 720, 7);
     EXPECT_EQ(spSink->size(), 0u);
 
@@ -127,47 +126,8 @@ TEST_F(ObserversTest, CallStateEventsAndTheirNeedOfTheFramework) {
     observer->setZepW(nullptr);
     observer->onCallStateChange("evConnected", nullptr, 7);
     EXPECT_EQ(spSink->size(), 0u);
-    EXPECT_EQ(log.count("No ZepW. Ignore event."), 1u);
     observer->onAttendedTransferStateChange(4);
     EXPECT_EQ(onlyEvent()->getEventName(), "attendedtransferstatechange");
-}
-
-// Callbacks of every observer, with no sink handed over yet.
-TEST_F(ObserversTest, WithoutASinkEveryCallbackIsDroppedWithALogLine) {
-    auto registry = std::make_shared<TaskRegistry>();
-    for (const char* name : {"mute", "hideExternalWindow"}) {
-        registry->registerTaskFactory(name, std::make_shared<CommandFactory>(name), true);
-    }
-    auto unsunk = [&](auto observer) {
-        observer->setLog(&log);
-        observer->setZepW(&fake);
-        observer->setTaskRegistry(registry);
-        return observer;
-    };
-    auto callState = unsunk(std::make_shared<ZepWCallStateObserverImpl>());
-    auto connection = unsunk(std::make_shared<ZepWConnectionObserverImpl>());
-    auto startup = unsunk(std::make_shared<ZepWStartupObserverImpl>());
-    auto login = unsunk(std::make_shared<ZepWLoginObserverImpl>());
-    auto certificate = unsunk(std::make_shared<ZepWCertificateObserverImpl>());
-    auto media = unsunk(std::make_shared<ZepWMediaDeviceObserverImpl>());
-    auto window = unsunk(std::make_shared<ZepWExternalWindowObserverImpl>());
-    connection->setTaskSink(std::make_shared<CapturingSink>());  // a sink that went away counts as none
-
-    // One callback of each shape: framework read, plain text, object content, none, and window presses.
-    callState->onCallStateChange("evIdle", nullptr, 1);
-    callState->onAttendedTransferStateChange(1);
-    connection->onConnectionStatusChange("x");
-    connection->onZepTelephonyDevicesChanged(nullptr);
-    startup->onZepMediaDeviceFeatureSetStarted();
-    login->onCredentialsRequired(1, nullptr);
-    login->onLoggedIn();
-    certificate->onInvalidCertificate("f", "i", "c", "r", {}, "d", {}, true, false);
-    media->onCurrentRingtoneChanged("bell");
-    window->onExternalWindowEvent(std::make_shared<ExternalWindowState>());
-    window->onExternalWindowMute(7, true, false);
-    window->onExternalWindowHideWindow();
-
-    EXPECT_EQ(log.count("No task sink. Ignore event."), 12u);
 }
 
 // --- connection, start-up, sign-in, certificates and media devices ---
@@ -187,8 +147,6 @@ TEST_F(ObserversTest, ConnectionAndStartupEvents) {
         {[&] { startup->onZepMediaDeviceFeatureSetStarted(); }, "multimediacapabilitiesstarted <none>"},
         {[&] { startup->onZepMediaDeviceFeatureSetStopped(); }, "multimediacapabilitiesstopped <none>"},
     });
-    EXPECT_TRUE(log.contains("ZepWConnectionObserverImpl::onConnectionStatusChange [eReady]"));
-    EXPECT_TRUE(log.contains("ZepWStartupObserverImpl::onZepMediaDeviceFeatureSetStarted"));
 
     auto phone = std::make_shared<ZepPhoneInfo>();
     phone->setName("CSFJDOE");
@@ -234,11 +192,6 @@ TEST_F(ObserversTest, LoginAndMediaDeviceEvents) {
          "ringtonechanged {\"ringtone\":\"Gl\xF6"
          "cke\"}"},
     });
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnUserProfileEmailAddressRequiredd"));
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnSSOShowWindow [1]"));
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::onAuthenticationStatusChanged [Failed -- Ung"));
-    EXPECT_TRUE(log.contains("ZepWLoginObserverImpl::OnSSONavigateTo [https://idp.example/login?x=1]"));
-    EXPECT_TRUE(log.contains("ZepWMediaDeviceObserverImpl::onCurrentRingtoneChanged: Gl"));
 }
 
 TEST_F(ObserversTest, InvalidCertificateEvent) {
@@ -334,7 +287,6 @@ TEST_F(WindowPressTest, EveryButtonBecomesItsCommandAsAPageWouldSendIt) {
     Ptree content;
     spObserver->onExternalWindowMute(7, true, false);
     EXPECT_EQ(takeCommand("mute", &content), "callId=7 muteAudio=true muteVideo=false ");
-    EXPECT_TRUE(log.contains("ZepWExternalWindowObserverImpl::onExternalWindowMute [7, 1, 0]"));
     // The command's own parameter readers accept it.
     int32_t callId = 0;
     bool audio = false;
@@ -353,7 +305,6 @@ TEST_F(WindowPressTest, EveryButtonBecomesItsCommandAsAPageWouldSendIt) {
     EXPECT_EQ(takeCommand("resume"), "callId=5 ");
     spObserver->onExternalWindowSetVideoDirection(5, "RecvOnly");
     EXPECT_EQ(takeCommand("setVideoDirection"), "callId=5 videoDirection=RecvOnly ");
-    EXPECT_TRUE(log.contains("ZepWExternalWindowObserverImpl::onExternalWindowSetVideoDirection [5, RecvOnly]"));
     // Validating the digit is the command's business, not the window's.
     spObserver->onExternalWindowSendDTMF(5, "Q");
     EXPECT_EQ(takeCommand("sendDTMF"), "callId=5 digit=Q ");
@@ -374,17 +325,14 @@ TEST_F(WindowPressTest, WithoutRegistryOrCommandThePressIsDroppedWithALogLine) {
     auto bare = wired<ZepWExternalWindowObserverImpl>();
     bare->onExternalWindowMute(7, true, false);
     EXPECT_EQ(spSink->size(), 0u);
-    EXPECT_TRUE(log.contains("UNEXPECTED ZepWExternalWindowObserverImpl no TaskRegistry"));
 
     bare->setTaskRegistry(std::make_shared<TaskRegistry>());  // gone at once
     bare->onExternalWindowResume(1);
     EXPECT_EQ(spSink->size(), 0u);
-    EXPECT_EQ(log.count("no TaskRegistry"), 2u);
 
     auto partial = std::make_shared<TaskRegistry>();
     partial->registerTaskFactory("mute", std::make_shared<CommandFactory>("mute"), true);
     bare->setTaskRegistry(partial);
     bare->onExternalWindowResume(1);
     EXPECT_EQ(spSink->size(), 0u);
-    EXPECT_TRUE(log.contains("command [resume] not registered"));
 }

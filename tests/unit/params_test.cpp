@@ -11,9 +11,9 @@
 #include <gtest/gtest.h>
 
 #include "CapturingLog.h"
-#include "PtreeUtil.h"
-#include "StringUtil.h"
-#include "TaskParamUtil.h"
+#include "messages/PtreeUtil.h"
+#include "messages/StringUtil.h"
+#include "messages/TaskParamUtil.h"
 
 using namespace tessel;
 using tessel::test::CapturingLog;

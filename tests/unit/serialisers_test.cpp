@@ -9,12 +9,12 @@
 #include <zepwrapper/ExternalWindowState.h>
 #include <zepwrapper/ZepCallInfo.h>
 
-#include "ExternalWindowStateToPtree.h"
 #include "FakeZepWrapper.h"
-#include "JSONHack.h"
-#include "ZepCallInfoPtree.h"
-#include "ZepDeviceAndPhoneInfoPtree.h"
-#include "ZepPhoneInfoPtree.h"
+#include "bridge/ExternalWindowStateToPtree.h"
+#include "bridge/ZepCallInfoPtree.h"
+#include "bridge/ZepDeviceAndPhoneInfoPtree.h"
+#include "bridge/ZepPhoneInfoPtree.h"
+#include "messages/JSONHack.h"
 
 using namespace tessel;
 using tessel::test::FakeZepWrapper;

@@ -8,46 +8,30 @@
 
 #include <gtest/gtest.h>
 
-#include "AuthorizationTask.h"
 #include "CapturingLog.h"
 #include "CapturingSink.h"
-#include "ChannelClient.h"
-#include "ClientAuthWhitelist.h"
-#include "ClientManager.h"
-#include "ConfirmDialog.h"
+#include "FakeConfirmDialog.h"
 #include "FakeZepWCmdClient.h"
-#include "GetUserAuthStatusTask.h"
-#include "GetVersionTask.h"
 #include "HostProcess.h"
-#include "InitTask.h"
-#include "SDKClientMessage.h"
-#include "ShowUserAuthorizationTask.h"
-#include "StopTask.h"
-#include "TaskContext.h"
+#include "clients/ClientManager.h"
+#include "dispatch/AuthorizationTask.h"
+#include "dispatch/StopTask.h"
+#include "dispatch/TaskContext.h"
+#include "messages/ChannelClient.h"
+#include "messages/SDKClientMessage.h"
+#include "platform/linux/ClientAuthWhitelist.h"
+#include "tasks/session/GetUserAuthStatusTask.h"
+#include "tasks/session/GetVersionTask.h"
+#include "tasks/session/InitTask.h"
+#include "tasks/session/ShowUserAuthorizationTask.h"
 
 using namespace tessel;
 using tessel::test::CapturingLog;
 using tessel::test::CapturingSink;
+using tessel::test::FakeConfirmDialog;
 using tessel::test::FakeZepWCmdClient;
 
 namespace {
-
-// Remembers the answer callback so a test can play the user.
-class ScriptedDialog : public ConfirmDialog {
-public:
-    void setLog(ILog*) override {}
-    void endConfirmLoadDialog() override {}
-    void showConfirmLoadDialog(const ConfirmLoadParams& p, ConfirmLoadCallback cb) override {
-        params = p;
-        callback = cb;
-    }
-    void answer(bool userConfirm, bool remember) {
-        (*callback)(params.site, false, userConfirm, remember, params.domain);
-    }
-
-    ConfirmLoadParams params;
-    ConfirmLoadCallback callback;
-};
 
 // The raw JSON spelling of a member, so typed booleans are told from strings.
 std::string rawValue(const std::string& json, const std::string& key) {
@@ -67,7 +51,7 @@ protected:
         spManager->setLog(&log);
         spManager->setTaskInSink(spIn);
         spManager->setDialogFactory([this] {
-            auto dialog = std::make_shared<ScriptedDialog>();
+            auto dialog = std::make_shared<FakeConfirmDialog>();
             dialogs.push_back(dialog);
             return dialog;
         });
@@ -130,7 +114,7 @@ protected:
     std::shared_ptr<CapturingSink> spIn;
     std::shared_ptr<FakeZepWCmdClient> spZep;
     std::shared_ptr<ClientManager> spManager;
-    std::vector<std::shared_ptr<ScriptedDialog>> dialogs;
+    std::vector<std::shared_ptr<FakeConfirmDialog>> dialogs;
 
 private:
     pelatest::TempDir m_configDir;
@@ -143,7 +127,6 @@ TEST_F(SessionTasksTest, InitStartsTheFrameworkOnceAndOnlyForAWhitelistedSite) {
     run<InitTask>(context(registered("p", "plain.example"), "init"));
     EXPECT_EQ(spZep->startCount(), 0);
     run<InitTask>(context(trusted, "init", tree({{"anything", "goes"}})));
-    EXPECT_TRUE(log.contains("Domain whitelisted - Starting Zep"));
     run<InitTask>(context(trusted, "init"));
     EXPECT_EQ(spZep->startCount(), 1);  // already running
 
@@ -151,11 +134,6 @@ TEST_F(SessionTasksTest, InitStartsTheFrameworkOnceAndOnlyForAWhitelistedSite) {
     ASSERT_EQ(messages.size(), 3u);
     EXPECT_EQ(server(messages[0]).get<std::string>("content.userauthstatus"), "MustShowAuth");
     EXPECT_EQ(server(messages[1]).get<std::string>("content.userauthstatus"), "UserAuthorized");
-    const Ptree& version = server(messages[1]).get_child("content.version");
-    EXPECT_EQ(version.size(), 3u);
-    EXPECT_EQ(version.get<std::string>("plugin"), "4.0.0.577");
-    EXPECT_EQ(version.get<std::string>("plugin_revision"), "217040");
-    EXPECT_EQ(version.get<std::string>("system_release"), "Norva Voice System Release 11.0 EAP1");
 }
 
 TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
@@ -243,7 +221,6 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     auto fresh = registered("f", "plain.example");
     run<ShowUserAuthorizationTask>(context(registered("t", "trusted.example"), "showUserAuthorization"));
     EXPECT_EQ(spZep->startCount(), 1);
-    EXPECT_TRUE(log.contains("Client authorization status = UserAuthorized"));
     auto texts = spOut->texts();
     ASSERT_EQ(texts.size(), 2u);  // the event first, then the reply
     auto messages = spOut->messages();
@@ -265,7 +242,6 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     spOut->clear();
     run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
     run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
-    EXPECT_TRUE(log.contains("Client authorization status = UserAuthPending"));
     EXPECT_EQ(dialogs.size(), 1u);
     messages = spOut->messages();
     ASSERT_EQ(messages.size(), 2u);
@@ -286,26 +262,6 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     EXPECT_EQ(rawValue(spOut->texts()[0], "content"), "true");
 }
 
-TEST_F(SessionTasksTest, GetUserAuthStatusAndGetVersion) {
-    auto fresh = registered("f", "plain.example");
-    auto stranger = std::make_shared<ChannelClient>();
-    stranger->setId("nobody");
-    run<GetUserAuthStatusTask>(context(registered("t", "trusted.example"), "getUserAuthStatus"));
-    run<GetUserAuthStatusTask>(context(fresh, "getUserAuthStatus", std::make_shared<Ptree>()));
-    run<GetUserAuthStatusTask>(context(stranger, "getUserAuthStatus"));
-    run<GetUserAuthStatusTask>(context(fresh, "getUserAuthStatus", tree({{"x", "1"}})));
-    run<GetVersionTask>(context(fresh, "getVersion", tree({{"verbose", "true"}})));
-    auto messages = spOut->messages();
-    ASSERT_EQ(messages.size(), 5u);
-    EXPECT_EQ(server(messages[0]).get<std::string>("content"), "UserAuthorized");
-    EXPECT_EQ(server(messages[1]).get<std::string>("content"), "MustShowAuth");
-    EXPECT_EQ(server(messages[2]).get<std::string>("content"), "UserDenied");
-    for (size_t i : {3u, 4u}) {
-        EXPECT_EQ(server(messages[i]).get<std::string>("error"), "eSyntaxError");
-        EXPECT_EQ(server(messages[i]).count("content"), 0u);
-    }
-}
-
 TEST_F(SessionTasksTest, AuthorizationTaskStartsAndTellsTheClient) {
     auto ctx = [&](std::shared_ptr<Ptree> content) {
         auto c = context(nullptr, "", content);
@@ -317,7 +273,6 @@ TEST_F(SessionTasksTest, AuthorizationTaskStartsAndTellsTheClient) {
     EXPECT_EQ(spZep->startCount(), 0);
     run<AuthorizationTask>(ctx(tree({{"clientId", "a"}, {"authorized", "true"}})));
     EXPECT_EQ(spZep->startCount(), 1);
-    EXPECT_TRUE(log.contains("Starting Zep"));
     run<AuthorizationTask>(ctx(tree({{"clientId", "b"}, {"authorized", "true"}})));
     EXPECT_EQ(spZep->startCount(), 1);
 
@@ -343,14 +298,12 @@ TEST_F(SessionTasksTest, AuthorizationTaskWithBadContentDoesNothing) {
     for (const auto& content : bad) {
         run<AuthorizationTask>(context(nullptr, "", content));
     }
-    EXPECT_TRUE(log.contains("UNEXPECTED missing content"));
     EXPECT_EQ(spOut->size(), 0u);
     EXPECT_EQ(spZep->startCount(), 0);
 
     auto noSink = context(nullptr, "", tree({{"clientId", "a"}, {"authorized", "true"}}));
     noSink->setTaskDoneSink(nullptr);
     run<AuthorizationTask>(noSink);
-    EXPECT_TRUE(log.contains("UNEXPECTED missing task done sink"));
     EXPECT_EQ(spZep->startCount(), 0);
 }
 
@@ -364,12 +317,10 @@ TEST_F(SessionTasksTest, StopTaskStopsOnlyARunningFramework) {
     EXPECT_EQ(spZep->stopCount(), 0);
     run<StopTask>(ctx);
     EXPECT_EQ(spZep->stopCount(), 1);
-    EXPECT_TRUE(log.contains("Stopping Zep"));
     EXPECT_FALSE(spZep->isZepWrapperStarted());
 
     auto noZep = context(nullptr, "", std::make_shared<Ptree>());
     noZep->setZepCmdcli(nullptr);
     run<StopTask>(noZep);
-    EXPECT_TRUE(log.contains("UNEXPECTED missing Cmdcli"));
     EXPECT_EQ(spOut->size(), 0u);
 }

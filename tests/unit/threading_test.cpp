@@ -17,10 +17,10 @@
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 
-#include "Event.h"
-#include "Mutex.h"
-#include "ScopedLock.h"
-#include "Thread.h"
+#include "threading/Event.h"
+#include "threading/Mutex.h"
+#include "threading/ScopedLock.h"
+#include "threading/Thread.h"
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <sys/wait.h>
 
 #include "CapturingLog.h"
-#include "ClientAuthWhitelist.h"
-#include "FlatJsonObject.h"
 #include "HostProcess.h"
-#include "StringUtil.h"
+#include "messages/FlatJsonObject.h"
+#include "messages/StringUtil.h"
+#include "platform/linux/ClientAuthWhitelist.h"
 
 using tessel::ClientAuthWhitelist;
 using tessel::FlatJsonObject;

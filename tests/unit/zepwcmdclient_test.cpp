@@ -1,6 +1,6 @@
 // The framework command client over a scriptable framework: start/stop once,
 // pumping only while started, and the mutex that orders a stop after a pump.
-#include "ZepWCmdClient.h"
+#include "bridge/ZepWCmdClient.h"
 
 #include <atomic>
 #include <chrono>

@@ -11,13 +11,14 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <sys/stat.h>
 
 struct OZKLogger {
-    explicit OZKLogger(const std::string& module) : module(module) {}
+    explicit OZKLogger(std::string moduleName) : module(std::move(moduleName)) {}
     const std::string module;
 };
 

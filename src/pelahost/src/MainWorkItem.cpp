@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "LinuxMain.h"
+#include "platform/linux/LinuxMain.h"
 
 void MainWorkItem::run() {
     m_exitStatus = __main(m_argc, m_argv);

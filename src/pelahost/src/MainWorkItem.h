@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Runnable.h"
+#include "threading/Runnable.h"
 
 int __main(int argc, char** argv);
 

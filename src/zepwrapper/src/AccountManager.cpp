@@ -8,7 +8,7 @@
 #include <zepwrapper/ZepLoginObserver.h>
 
 #include "PasswordVault.h"
-#include "ResultCodes.h"
+#include "zepwrapper/ResultCodes.h"
 
 namespace tessel {
 namespace zep {
@@ -144,10 +144,10 @@ void AccountManager::setCtiAddressList(const std::vector<std::string>& addresses
 // --- Sign-in ----------------------------------------------------------------
 
 int AccountManager::startSignIn(bool manualSettings) {
-    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
     if (m_stage == Stage::Registering || m_stage == Stage::SignedIn) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "startSignIn: already signed in or signing in");
-        return kResultInvalidState;
+        return ApiReturnCodeEnum::eInvalidState;
     }
     m_manualSettings = manualSettings;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "startSignIn manualSettings [" << manualSettings << "]");
@@ -156,41 +156,41 @@ int AccountManager::startSignIn(bool manualSettings) {
     } else {
         askForCredentials(std::string());
     }
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::setUserProfileEmailAddress(const std::string& email) {
-    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
     std::string user;
     std::string domain;
     if (!splitAddress(email, user, domain)) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileEmailAddress: malformed address");
         askForAddress("Malformed e-mail address");
-        return kResultOk;
+        return ApiReturnCodeEnum::eNoError;
     }
     m_email = email;
     m_user = user;
     m_domain = domain;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileEmailAddress [" << email << "]");
     askForCredentials(std::string());
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::setUserProfileCredentials(unsigned authenticator, const std::string& username,
                                               const std::string& password) {
     // Neither name nor password is logged.
-    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
     if (m_stage != Stage::NeedCredentials) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileCredentials: no credentials asked for");
-        return kResultInvalidState;
+        return ApiReturnCodeEnum::eInvalidState;
     }
     if (authenticator != m_authenticator) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileCredentials: unknown authenticator [" << authenticator << "]");
-        return kResultInvalidArgument;
+        return ApiReturnCodeEnum::eInvalidArgument;
     }
     if (password.empty()) {
         askForCredentials("Missing password");
-        return kResultOk;
+        return ApiReturnCodeEnum::eNoError;
     }
     m_authUser = username.empty() ? m_user : username;
     LinphoneCore* core = m_context.engine.core();
@@ -207,12 +207,12 @@ int AccountManager::setUserProfileCredentials(unsigned authenticator, const std:
     if (!registerAccount(error)) {
         ZEP_LOG(OZKLogLevelWarning, kSrc, "setUserProfileCredentials: " << error);
         askForCredentials(error);
-        return kResultOk;
+        return ApiReturnCodeEnum::eNoError;
     }
     m_stage = Stage::Registering;
     m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
                                         [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSigningIn); });
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 void AccountManager::askForAddress(const std::string& error) {
@@ -427,18 +427,18 @@ std::shared_ptr<ZepDeviceAndPhoneInfo> AccountManager::getDeviceAndPhoneInfo() {
 
 int AccountManager::getConnectionStatus(std::string& status) {
     status = m_status;
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::getMode(std::string& mode) {
     mode = kModeSoftPhone;
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::connect(const std::string& deviceName, const std::string& lineDN, bool forceRegistration) {
-    if (m_pAccount == nullptr) return kResultInvalidState;
-    if (!deviceName.empty() && deviceName != this->deviceName()) return kResultInvalidArgument;
-    if (!lineDN.empty() && lineDN != m_user) return kResultInvalidArgument;
+    if (m_pAccount == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    if (!deviceName.empty() && deviceName != this->deviceName()) return ApiReturnCodeEnum::eInvalidArgument;
+    if (!lineDN.empty() && lineDN != m_user) return ApiReturnCodeEnum::eInvalidArgument;
     if (forceRegistration) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "connect: registering again");
         linphone_account_refresh_register(m_pAccount);
@@ -450,17 +450,17 @@ int AccountManager::connect(const std::string& deviceName, const std::string& li
             o.onCallControlModeChange(kModeSoftPhone, name, line);
         });
     });
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::getAvailableDevices(PhoneList& devices) {
     devices = std::make_shared<std::vector<std::shared_ptr<ZepPhoneInfo>>>();
     if (m_stage == Stage::SignedIn || m_stage == Stage::Registering) devices->push_back(device());
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::logout() {
-    if (m_context.engine.core() == nullptr) return kResultInvalidState;
+    if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "logout");
     dropAccount();
     linphone_core_clear_all_auth_info(m_context.engine.core());
@@ -469,7 +469,7 @@ int AccountManager::logout() {
     setStatus(kStatusDisconnected);
     m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
                                         [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::resetData() {
@@ -484,7 +484,7 @@ int AccountManager::resetData() {
     m_authUser.clear();
     m_authenticator = 0;
     m_stage = Stage::Idle;
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::encryptPboxPassword(const std::string& password, std::string& encrypted) {
@@ -495,7 +495,7 @@ int AccountManager::encryptPboxPassword(const std::string& password, std::string
         ZEP_LOG(OZKLogLevelError, kSrc, "encryptPboxPassword failed: " << error);
         encrypted.clear();
     }
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 namespace {
@@ -516,25 +516,25 @@ int AccountManager::configure(const std::string& shmLocalName, const std::string
         ZEP_LOG(
             OZKLogLevelWarning, kSrc,
             "configure: invalid shared-memory name, local [" << shmLocalName << "] remote [" << shmRemoteName << "]");
-        return kResultInvalidArgument;
+        return ApiReturnCodeEnum::eInvalidArgument;
     }
     // Video is drawn only in the external window; the names are kept for the log.
     ZEP_LOG(
         OZKLogLevelInfo, kSrc,
         "configure local [" << shmLocalName << "] remote [" << shmRemoteName << "], video in the external window only");
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::handleInvalidCertificate(const std::string& certFingerprint, bool accept) {
     if (certFingerprint.empty()) {
         ZEP_LOG(OZKLogLevelWarning, kSrc, "handleInvalidCertificate: empty fingerprint");
-        return kResultInvalidArgument;
+        return ApiReturnCodeEnum::eInvalidArgument;
     }
     // Certificates that fail validation fail the connection; none waits for a decision.
     ZEP_LOG(
         OZKLogLevelInfo, kSrc,
         "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept << "]: no certificate is waiting");
-    return kResultInvalidState;
+    return ApiReturnCodeEnum::eInvalidState;
 }
 
 LinphoneAccount* AccountManager::currentAccount() const {

@@ -8,7 +8,7 @@
 #include <zepwrapper/ZepCallStateObserver.h>
 
 #include "AccountManager.h"
-#include "ResultCodes.h"
+#include "zepwrapper/ResultCodes.h"
 
 namespace tessel {
 namespace zep {
@@ -406,13 +406,13 @@ int CallManager::recipientAddress(const std::string& recipient, std::string& uri
     } else if (std::regex_match(recipient, kUser)) {
         uri = "sip:" + recipient + "@" + m_account.sipDomain();
     } else {
-        return kResultInvalidArgument;
+        return ApiReturnCodeEnum::eInvalidArgument;
     }
     LinphoneAddress* address = linphone_factory_create_address(linphone_factory_get(), uri.c_str());
-    if (address == nullptr) return kResultInvalidArgument;
+    if (address == nullptr) return ApiReturnCodeEnum::eInvalidArgument;
     const bool hasUser = !text(linphone_address_get_username(address)).empty();
     linphone_address_unref(address);
-    return hasUser ? kResultOk : kResultInvalidArgument;
+    return hasUser ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eInvalidArgument;
 }
 
 LinphoneCallParams* CallManager::paramsFor(LinphoneCall* call, VideoDirection video) const {
@@ -426,36 +426,36 @@ LinphoneCallParams* CallManager::paramsFor(LinphoneCall* call, VideoDirection vi
 int CallManager::placeCall(const std::string& uri, VideoDirection video, int& callId) {
     LinphoneCore* core = m_context.engine.core();
     LinphoneAddress* address = linphone_factory_create_address(linphone_factory_get(), uri.c_str());
-    if (address == nullptr) return kResultInvalidArgument;
+    if (address == nullptr) return ApiReturnCodeEnum::eInvalidArgument;
     LinphoneCallParams* params = paramsFor(nullptr, video);
     LinphoneCall* call = linphone_core_invite_address_with_params(core, address, params);
     linphone_call_params_unref(params);
     linphone_address_unref(address);
     if (call == nullptr) {
         ZEP_LOG(OZKLogLevelWarning, kSrc, "the engine could not place the call to [" << uri << "]");
-        return kResultCreateCallFailed;
+        return ApiReturnCodeEnum::eCreateCallFailed;
     }
     // The engine reported the call's first state already; that adopted it.
     callId = idOf(call);
     if (callId == 0) callId = adopt(call);
     find(callId)->video = video;
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int CallManager::originate(const std::string& recipient, int& callId, const std::string& videoDirection, uint64_t) {
     if (m_context.engine.core() == nullptr || m_account.currentAccount() == nullptr) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "originate: nobody signed in");
-        return kResultInvalidState;
+        return ApiReturnCodeEnum::eInvalidState;
     }
     VideoDirection video;
     if (!parseVideoDirection(videoDirection, video)) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "originate: unknown video direction [" << videoDirection << "]");
-        return kResultInvalidArgument;
+        return ApiReturnCodeEnum::eInvalidArgument;
     }
     std::string uri;
-    if (recipientAddress(recipient, uri) != kResultOk) {
+    if (recipientAddress(recipient, uri) != ApiReturnCodeEnum::eNoError) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "originate: malformed recipient [" << recipient << "]");
-        return kResultInvalidArgument;
+        return ApiReturnCodeEnum::eInvalidArgument;
     }
     ZEP_LOG(OZKLogLevelInfo, kSrc, "originate to [" << uri << "]");
     return placeCall(uri, video, callId);
@@ -463,38 +463,40 @@ int CallManager::originate(const std::string& recipient, int& callId, const std:
 
 int CallManager::answer(int callId, const std::string& videoDirection, uint64_t) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     VideoDirection video;
-    if (!parseVideoDirection(videoDirection, video)) return kResultInvalidArgument;
-    if (entry->reported != CallState::RingIn) return kResultInvalidState;
+    if (!parseVideoDirection(videoDirection, video)) return ApiReturnCodeEnum::eInvalidArgument;
+    if (entry->reported != CallState::RingIn) return ApiReturnCodeEnum::eInvalidState;
     LinphoneCallParams* params = paramsFor(entry->call, video);
     const LinphoneStatus status = linphone_call_accept_with_params(entry->call, params);
     linphone_call_params_unref(params);
-    if (status != 0) return kResultCallOperationFailed;
+    if (status != 0) return ApiReturnCodeEnum::eCallOperationFailed;
     entry->video = video;
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int CallManager::endCall(int callId) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (entry->reported == CallState::Idle || entry->reported == CallState::Reorder) return kResultInvalidState;
-    return linphone_call_terminate(entry->call) == 0 ? kResultOk : kResultCallOperationFailed;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (entry->reported == CallState::Idle || entry->reported == CallState::Reorder)
+        return ApiReturnCodeEnum::eInvalidState;
+    return linphone_call_terminate(entry->call) == 0 ? ApiReturnCodeEnum::eNoError
+                                                     : ApiReturnCodeEnum::eCallOperationFailed;
 }
 
 // --- In the call -----------------------------------------------------------------
 
 int CallManager::mute(int callId, bool audio, bool video) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (!talking(entry->reported) && entry->reported != CallState::Hold) return ApiReturnCodeEnum::eInvalidState;
     return setMuted(callId, audio ? 1 : -1, video ? 1 : -1);
 }
 
 int CallManager::unmute(int callId, bool audio, bool video) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (!talking(entry->reported) && entry->reported != CallState::Hold) return ApiReturnCodeEnum::eInvalidState;
     return setMuted(callId, audio ? 0 : -1, video ? 0 : -1);
 }
 
@@ -502,14 +504,14 @@ int CallManager::setMuted(int callId, int audio, int video) {
     Entry* entry = find(callId);
     const bool audioMuted = audio < 0 ? entry->audioMuted : audio == 1;
     const bool videoMuted = video < 0 ? entry->videoMuted : video == 1;
-    if (audioMuted == entry->audioMuted && videoMuted == entry->videoMuted) return kResultOk;
+    if (audioMuted == entry->audioMuted && videoMuted == entry->videoMuted) return ApiReturnCodeEnum::eNoError;
     if (audioMuted != entry->audioMuted) linphone_call_set_microphone_muted(entry->call, audioMuted ? TRUE : FALSE);
     if (videoMuted != entry->videoMuted) linphone_call_enable_camera(entry->call, videoMuted ? FALSE : TRUE);
     entry->audioMuted = audioMuted;
     entry->videoMuted = videoMuted;
     if (!entry->syncPosted) syncOfferedAudio(callId);
     announce(callId, CallEvent::kMediaChanged);
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 void CallManager::syncOfferedAudio(int callId) {
@@ -542,24 +544,26 @@ void CallManager::syncOfferedAudio(int callId) {
 
 int CallManager::hold(int callId) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (!talking(entry->reported)) return kResultInvalidState;
-    return linphone_call_pause(entry->call) == 0 ? kResultOk : kResultCallOperationFailed;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (!talking(entry->reported)) return ApiReturnCodeEnum::eInvalidState;
+    return linphone_call_pause(entry->call) == 0 ? ApiReturnCodeEnum::eNoError
+                                                 : ApiReturnCodeEnum::eCallOperationFailed;
 }
 
 int CallManager::resume(int callId) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (entry->reported != CallState::Hold) return kResultInvalidState;
-    return linphone_call_resume(entry->call) == 0 ? kResultOk : kResultCallOperationFailed;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (entry->reported != CallState::Hold) return ApiReturnCodeEnum::eInvalidState;
+    return linphone_call_resume(entry->call) == 0 ? ApiReturnCodeEnum::eNoError
+                                                  : ApiReturnCodeEnum::eCallOperationFailed;
 }
 
 int CallManager::iDivert(int callId) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     if (entry->reported != CallState::RingIn) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "iDivert: call [" << callId << "] is not ringing in");
-        return kResultInvalidState;
+        return ApiReturnCodeEnum::eInvalidState;
     }
     // A divert target in the engine's configuration ("[zep] divert_target",
     // a SIP address) takes the call; without one it is declined.
@@ -571,24 +575,25 @@ int CallManager::iDivert(int callId) {
             const LinphoneStatus status = linphone_call_redirect_to(entry->call, address);
             linphone_address_unref(address);
             ZEP_LOG(OZKLogLevelInfo, kSrc, "iDivert: call [" << callId << "] to [" << target << "]");
-            return status == 0 ? kResultOk : kResultCallOperationFailed;
+            return status == 0 ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eCallOperationFailed;
         }
         ZEP_LOG(OZKLogLevelWarning, kSrc, "iDivert: unusable divert target [" << target << "], declining");
     }
     ZEP_LOG(OZKLogLevelInfo, kSrc, "iDivert: call [" << callId << "] declined");
-    return linphone_call_decline(entry->call, LinphoneReasonDeclined) == 0 ? kResultOk : kResultCallOperationFailed;
+    return linphone_call_decline(entry->call, LinphoneReasonDeclined) == 0 ? ApiReturnCodeEnum::eNoError
+                                                                           : ApiReturnCodeEnum::eCallOperationFailed;
 }
 
 int CallManager::sendDTMF(int callId, const std::string& digit) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     char c = 0;
-    if (!dtmfDigit(digit, c)) return kResultInvalidArgument;
-    if (!talking(entry->reported)) return kResultInvalidState;
+    if (!dtmfDigit(digit, c)) return ApiReturnCodeEnum::eInvalidArgument;
+    if (!talking(entry->reported)) return ApiReturnCodeEnum::eInvalidState;
     // Digits are queued so that quick presses each get their own event.
     entry->dtmfPending.push_back(c);
     if (!m_dtmfPosted) pumpDtmf();
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 void CallManager::pumpDtmf() {
@@ -619,18 +624,18 @@ void CallManager::pumpDtmf() {
 
 int CallManager::setVideoDirection(int callId, const std::string& direction) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     VideoDirection video;
-    if (!parseVideoDirection(direction, video)) return kResultInvalidArgument;
-    if (entry->reported != CallState::Connected) return kResultInvalidState;
-    if (video == entry->video) return kResultOk;
+    if (!parseVideoDirection(direction, video)) return ApiReturnCodeEnum::eInvalidArgument;
+    if (entry->reported != CallState::Connected) return ApiReturnCodeEnum::eInvalidState;
+    if (video == entry->video) return ApiReturnCodeEnum::eNoError;
     LinphoneCallParams* params = paramsFor(entry->call, video);
     const LinphoneStatus status = linphone_call_update(entry->call, params);
     linphone_call_params_unref(params);
-    if (status != 0) return kResultCallOperationFailed;
+    if (status != 0) return ApiReturnCodeEnum::eCallOperationFailed;
     entry->video = video;
     announce(callId, CallEvent::kMediaChanged);
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 // --- Transfer and join -----------------------------------------------------------
@@ -649,15 +654,16 @@ void CallManager::endTransfer(int callId) {
 
 int CallManager::transferCall(int callId, const std::string& number) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (!talking(entry->reported) && entry->reported != CallState::Hold) return kResultInvalidState;
-    if (entry->transferPeer != 0) return kResultInvalidState;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (!talking(entry->reported) && entry->reported != CallState::Hold) return ApiReturnCodeEnum::eInvalidState;
+    if (entry->transferPeer != 0) return ApiReturnCodeEnum::eInvalidState;
     std::string uri;
-    if (recipientAddress(number, uri) != kResultOk) return kResultInvalidArgument;
-    if (entry->reported != CallState::Hold && linphone_call_pause(entry->call) != 0) return kResultCallOperationFailed;
+    if (recipientAddress(number, uri) != ApiReturnCodeEnum::eNoError) return ApiReturnCodeEnum::eInvalidArgument;
+    if (entry->reported != CallState::Hold && linphone_call_pause(entry->call) != 0)
+        return ApiReturnCodeEnum::eCallOperationFailed;
     int consultation = 0;
     const int result = placeCall(uri, VideoDirection::Inactive, consultation);
-    if (result != kResultOk) return result;
+    if (result != ApiReturnCodeEnum::eNoError) return result;
     entry = find(callId);
     Entry* second = find(consultation);
     entry->transferPeer = consultation;
@@ -665,27 +671,29 @@ int CallManager::transferCall(int callId, const std::string& number) {
     second->consultation = true;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] transfer: consultation call [" << consultation << "]");
     announceTransfer(callId);
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int CallManager::completeTransferCall(int callId) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (entry->transferPeer == 0) return kResultInvalidState;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (entry->transferPeer == 0) return ApiReturnCodeEnum::eInvalidState;
     const int original = entry->consultation ? entry->transferPeer : callId;
     const int consultation = entry->consultation ? callId : entry->transferPeer;
     Entry* held = find(original);
     Entry* second = find(consultation);
-    if (held == nullptr || second == nullptr || second->reported != CallState::Connected) return kResultInvalidState;
+    if (held == nullptr || second == nullptr || second->reported != CallState::Connected)
+        return ApiReturnCodeEnum::eInvalidState;
     ZEP_LOG(OZKLogLevelInfo, kSrc,
             "call [" << original << "] transferred to the party of call [" << consultation << "]");
-    return linphone_call_transfer_to_another(held->call, second->call) == 0 ? kResultOk : kResultCallOperationFailed;
+    return linphone_call_transfer_to_another(held->call, second->call) == 0 ? ApiReturnCodeEnum::eNoError
+                                                                            : ApiReturnCodeEnum::eCallOperationFailed;
 }
 
 int CallManager::cancelTransfer(int callId) {
     Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
-    if (entry->transferPeer == 0) return kResultInvalidState;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (entry->transferPeer == 0) return ApiReturnCodeEnum::eInvalidState;
     const int original = entry->consultation ? entry->transferPeer : callId;
     const int consultation = entry->consultation ? callId : entry->transferPeer;
     endTransfer(original);
@@ -695,16 +703,16 @@ int CallManager::cancelTransfer(int callId) {
     if (held != nullptr && held->reported == CallState::Hold) linphone_call_resume(held->call);
     ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << original << "] transfer cancelled");
     announceTransfer(original);
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int CallManager::joinCalls(int callId, int joinCallId) {
     Entry* first = find(callId);
     Entry* second = find(joinCallId);
-    if (first == nullptr || second == nullptr) return kResultInvalidCallId;
-    if (callId == joinCallId) return kResultInvalidArgument;
+    if (first == nullptr || second == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
+    if (callId == joinCallId) return ApiReturnCodeEnum::eInvalidArgument;
     for (const Entry* e : {first, second}) {
-        if (!talking(e->reported) && e->reported != CallState::Hold) return kResultInvalidState;
+        if (!talking(e->reported) && e->reported != CallState::Hold) return ApiReturnCodeEnum::eInvalidState;
     }
     LinphoneCore* core = m_context.engine.core();
     if (m_pConference == nullptr) {
@@ -717,7 +725,7 @@ int CallManager::joinCalls(int callId, int joinCallId) {
         linphone_conference_params_unref(params);
         if (m_pConference == nullptr) {
             ZEP_LOG(OZKLogLevelWarning, kSrc, "joinCalls: the engine made no conference");
-            return kResultCallOperationFailed;
+            return ApiReturnCodeEnum::eCallOperationFailed;
         }
     }
     for (int id : {callId, joinCallId}) {
@@ -727,14 +735,14 @@ int CallManager::joinCalls(int callId, int joinCallId) {
         const int added = linphone_conference_add_participant(m_pConference, e->call);
         if (linphone_call_get_conference(e->call) != m_pConference) {
             ZEP_LOG(OZKLogLevelWarning, kSrc, "joinCalls: call [" << id << "] not added [" << added << "]");
-            return kResultCallOperationFailed;
+            return ApiReturnCodeEnum::eCallOperationFailed;
         }
         e->conference = true;
     }
     ZEP_LOG(OZKLogLevelInfo, kSrc, "calls [" << callId << "] and [" << joinCallId << "] joined");
     announce(callId, CallEvent::kJoined);
     announce(joinCallId, CallEvent::kJoined);
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 // --- Lists -----------------------------------------------------------------------
@@ -744,15 +752,15 @@ int CallManager::getCalls(std::vector<int>& callIds) {
     for (const auto& item : m_calls) {
         if (item.second.reported != CallState::Idle) callIds.push_back(item.first);
     }
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int CallManager::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) {
     call.reset();
     const Entry* entry = find(callId);
-    if (entry == nullptr) return kResultInvalidCallId;
+    if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     call = snapshot(callId, *entry);
-    return kResultOk;
+    return ApiReturnCodeEnum::eNoError;
 }
 
 }  // namespace zep

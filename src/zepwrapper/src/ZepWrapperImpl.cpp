@@ -4,9 +4,9 @@
 
 #include <zepwrapper/ZepStartupObserver.h>
 
-#include "ResultCodes.h"
 #include "StateFolder.h"
 #include "ZepLog.h"
+#include "zepwrapper/ResultCodes.h"
 
 namespace tessel {
 namespace zep {
@@ -100,7 +100,7 @@ void ZepWrapperImpl::notifyStopped() {
 
 int ZepWrapperImpl::notSupported(const char* operation) const {
     ZEP_LOG(OZKLogLevelNotice, kSrc, operation << ": not supported");
-    return kResultOperationNotSupported;
+    return ApiReturnCodeEnum::eOperationNotSupported;
 }
 
 // --- Sign-in and connection ---------------------------------------------------

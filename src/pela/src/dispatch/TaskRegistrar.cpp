@@ -1,0 +1,144 @@
+#include "dispatch/TaskRegistrar.h"
+
+#include "dispatch/ITaskFactory.h"
+#include "dispatch/NotAvailableTask.h"
+#include "dispatch/TaskRegistry.h"
+#include "tasks/calls/AnswerTask.h"
+#include "tasks/calls/CancelTransferTask.h"
+#include "tasks/calls/CompleteTransferTask.h"
+#include "tasks/calls/EndCallTask.h"
+#include "tasks/calls/GetCallsTask.h"
+#include "tasks/calls/HoldTask.h"
+#include "tasks/calls/IDivertTask.h"
+#include "tasks/calls/JoinCallTask.h"
+#include "tasks/calls/MuteTask.h"
+#include "tasks/calls/OriginateTask.h"
+#include "tasks/calls/ResumeTask.h"
+#include "tasks/calls/SendDTMFTask.h"
+#include "tasks/calls/SetVideoDirectionTask.h"
+#include "tasks/calls/TransferCallTask.h"
+#include "tasks/calls/UnmuteTask.h"
+#include "tasks/connection/ConfigureTask.h"
+#include "tasks/connection/ConnectTask.h"
+#include "tasks/connection/EncryptPboxPasswordTask.h"
+#include "tasks/connection/GetAvailableDevicesTask.h"
+#include "tasks/connection/GetPropertyTask.h"
+#include "tasks/connection/LogoutTask.h"
+#include "tasks/connection/SetPropertyTask.h"
+#include "tasks/connection/SwitchModeTask.h"
+#include "tasks/session/GetUserAuthStatusTask.h"
+#include "tasks/session/GetVersionTask.h"
+#include "tasks/session/InitTask.h"
+#include "tasks/session/ShowUserAuthorizationTask.h"
+#include "tasks/signin/ResetDataTask.h"
+#include "tasks/signin/SetUserProfileCredentialsTask.h"
+#include "tasks/signin/SetUserProfileEmailAddressTask.h"
+#include "tasks/signin/StartSignInTask.h"
+
+namespace tessel {
+
+namespace {
+
+using MakeFactory = std::shared_ptr<ITaskFactory> (*)();
+
+template <class T>
+std::shared_ptr<ITaskFactory> make() {
+    return std::make_shared<TaskFactoryImpl<T>>();
+}
+
+struct Command {
+    const char* name;
+    bool requiresAuthorization;
+    MakeFactory makeFactory;        // null: not in this build yet
+    const char* pendingClass = "";  // the class a command not built yet will have
+};
+
+constexpr bool kOpen = false;  // usable before the user authorizes the page
+constexpr bool kAuthorized = true;
+
+// The page-facing command table, in registration order: one row per command.
+// The spellings are part of the page's interface ("joinCalls" -> JoinCallTask,
+// "restablishSSOSession"). A command not built yet answers "not available".
+const Command kCommands[] = {
+    {"answer", kAuthorized, &make<AnswerTask>},
+    {"connect", kAuthorized, &make<ConnectTask>},
+    {"switchMode", kAuthorized, &make<SwitchModeTask>},
+    {"encryptPboxPassword", kAuthorized, &make<EncryptPboxPasswordTask>},
+    {"endCall", kAuthorized, &make<EndCallTask>},
+    {"getAvailableDevices", kAuthorized, &make<GetAvailableDevicesTask>},
+    {"getCalls", kAuthorized, &make<GetCallsTask>},
+    {"getProperty", kAuthorized, &make<GetPropertyTask>},
+    {"getUserAuthStatus", kOpen, &make<GetUserAuthStatusTask>},
+    {"getVersion", kOpen, &make<GetVersionTask>},
+    {"init", kOpen, &make<InitTask>},
+    {"logout", kAuthorized, &make<LogoutTask>},
+    {"originate", kAuthorized, &make<OriginateTask>},
+    {"setProperty", kAuthorized, &make<SetPropertyTask>},
+    {"showUserAuthorization", kOpen, &make<ShowUserAuthorizationTask>},
+    {"hold", kAuthorized, &make<HoldTask>},
+    {"resume", kAuthorized, &make<ResumeTask>},
+    {"mute", kAuthorized, &make<MuteTask>},
+    {"unmute", kAuthorized, &make<UnmuteTask>},
+    {"sendDTMF", kAuthorized, &make<SendDTMFTask>},
+    {"setVideoDirection", kAuthorized, &make<SetVideoDirectionTask>},
+    {"iDivert", kAuthorized, &make<IDivertTask>},
+    {"transferCall", kAuthorized, &make<TransferCallTask>},
+    {"completeTransfer", kAuthorized, &make<CompleteTransferTask>},
+    {"cancelTransfer", kAuthorized, &make<CancelTransferTask>},
+    {"joinCalls", kAuthorized, &make<JoinCallTask>},
+    {"setRecordingDevice", kAuthorized, nullptr, "SetRecordingDeviceTask"},
+    {"setPlayoutDevice", kAuthorized, nullptr, "SetPlayoutDeviceTask"},
+    {"setCaptureDevice", kAuthorized, nullptr, "SetCaptureDeviceTask"},
+    {"setRingerDevice", kAuthorized, nullptr, "SetRingerDeviceTask"},
+    {"getMultimediaDevices", kAuthorized, nullptr, "GetMultimediaDevicesTask"},
+    {"showCallInExternalWindow", kAuthorized, nullptr, "ShowCallInExternalWindowTask"},
+    {"hideExternalWindow", kAuthorized, nullptr, "HideExternalWindowTask"},
+    {"showPreviewInExternalWindow", kAuthorized, nullptr, "ShowExternalPreviewTask"},
+    {"setExternalWindowAlwaysOnTop", kAuthorized, nullptr, "SetExternalWindowAlwaysOnTopTask"},
+    {"setExternalWindowShowControls", kAuthorized, nullptr, "SetExternalWindowShowControlsTask"},
+    {"setExternalWindowShowSelfViewPip", kAuthorized, nullptr, "SetExternalWindowShowSelfViewPipTask"},
+    {"setExternalWindowTitle", kAuthorized, nullptr, "SetExternalWindowTitleTask"},
+    {"getExternalWindowState", kAuthorized, nullptr, "GetExternalWindowStateTask"},
+    {"dockExternalWindow", kAuthorized, nullptr, "DockExternalWindowTask"},
+    {"undockExternalWindow", kAuthorized, nullptr, "UndockExternalWindowTask"},
+    {"dockUpdate", kAuthorized, nullptr, "DockUpdateTask"},
+    {"setCurrentSpeakerVolume", kAuthorized, nullptr, "SetCurrentSpeakerVolumeTask"},
+    {"setCurrentRingerVolume", kAuthorized, nullptr, "SetCurrentRingerVolumeTask"},
+    {"setCurrentMicrophoneVolume", kAuthorized, nullptr, "SetCurrentMicrophoneVolumeTask"},
+    {"getAvailableRingtones", kAuthorized, nullptr, "GetAvailableRingtonesTask"},
+    {"setCurrentRingtone", kAuthorized, nullptr, "SetCurrentRingtoneTask"},
+    {"setPlayRingerOnAllDevices", kAuthorized, nullptr, "SetPlayRingerOnAllDevicesTask"},
+    {"getMultimediaDeviceVolume", kAuthorized, nullptr, "GetMultimediaDeviceVolumeTask"},
+    {"addPreviewWindow", kAuthorized, nullptr, "AddPreviewWindowTask"},
+    {"removePreviewWindow", kAuthorized, nullptr, "RemovePreviewWindowTask"},
+    {"addWindowToCall", kAuthorized, nullptr, "AddWindowToCallTask"},
+    {"removeWindowFromCall", kAuthorized, nullptr, "RemoveWindowFromCallTask"},
+    {"configure", kAuthorized, &make<ConfigureTask>},
+    {"startSignIn", kAuthorized, &make<StartSignInTask>},
+    {"setUserProfileEmailAddress", kAuthorized, &make<SetUserProfileEmailAddressTask>},
+    {"setUserProfileCredentials", kAuthorized, &make<SetUserProfileCredentialsTask>},
+    {"ssoNavigationCompleted", kAuthorized, nullptr, "SsoNavigationCompletedTask"},
+    {"cancelSingleSignOn", kAuthorized, nullptr, "CancelSingleSignOnTask"},
+    {"getSSOSessionTimeRemaining", kAuthorized, nullptr, "GetSSOSessionTimeRemainingTask"},
+    {"resetData", kAuthorized, &make<ResetDataTask>},
+    {"restablishSSOSession", kAuthorized, nullptr, "RestablishSSOSessionTask"},
+    {"suppressSSOSessionExpiryPrompt", kAuthorized, nullptr, "SuppressSSOSessionExpiryPromptTask"},
+    {"unsuppressSSOSessionExpiryPrompt", kAuthorized, nullptr, "UnsuppressSSOSessionExpiryPromptTask"},
+    {"handleInvalidCertificate", kAuthorized, nullptr, "HandleInvalidCertificateTask"},
+};
+
+}  // namespace
+
+void TaskRegistrar::registerTasks(std::shared_ptr<TaskRegistry> registry) {
+    if (!registry) {
+        return;
+    }
+    for (const Command& command : kCommands) {
+        std::shared_ptr<ITaskFactory> spFactory = command.makeFactory != nullptr
+                                                      ? command.makeFactory()
+                                                      : std::make_shared<NotAvailableTaskFactory>(command.pendingClass);
+        registry->registerTaskFactory(command.name, spFactory, command.requiresAuthorization);
+    }
+}
+
+}  // namespace tessel

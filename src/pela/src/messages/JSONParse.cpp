@@ -1,0 +1,120 @@
+#include "messages/JSONParse.h"
+
+#include <exception>
+#include <sstream>
+
+// Quietens boost::bind's deprecation note pulled in by the JSON reader.
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS
+#include <boost/property_tree/json_parser.hpp>
+
+#include "logging/LogMacros.h"
+#include "messages/ChannelClientMessage.h"
+#include "messages/ChannelClientMessagePtree.h"
+#include "messages/ChannelServerMessage.h"
+#include "messages/ChannelServerMessagePtree.h"
+#include "messages/JSONHack.h"
+#include "messages/Ptree.h"
+
+namespace tessel {
+
+static const char* const kSrc = "src/pela/src/JSONParse";
+
+namespace {
+
+// The tree library reads (and frees) nested values recursively, so a frame
+// of a few hundred kilobytes of brackets would exhaust the stack. Real
+// messages nest a handful of levels.
+const int kMaxNesting = 256;
+
+bool nestingTooDeep(const std::string& text) {
+    int depth = 0;
+    bool inString = false;
+    bool escaped = false;
+    for (char c : text) {
+        if (inString) {
+            if (escaped) {
+                escaped = false;
+            } else if (c == '\\') {
+                escaped = true;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            if (++depth > kMaxNesting) {
+                return true;
+            }
+        } else if (c == '}' || c == ']') {
+            --depth;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+bool JSONParse::parseChannelClientMessage(const std::string& text, std::shared_ptr<ChannelClientMessage>& message) {
+    PELA_LOG4(m_log, kSrc, "JSONParse::parseChannelClientMessage");
+    try {
+        if (nestingTooDeep(text)) {
+            PELA_LOG4(m_log, kSrc, "Syntax error: JSON parse failed nesting deeper than " << kMaxNesting << " levels");
+            return false;
+        }
+        Ptree root;
+        try {
+            std::istringstream in(text);
+            boost::property_tree::read_json(in, root);
+        } catch (const boost::property_tree::json_parser_error& e) {
+            PELA_LOG4(m_log, kSrc, "Syntax error: JSON parse failed " << e.what());
+            return false;
+        }
+        if (root.empty()) {
+            return false;
+        }
+        // Every top-level member is visited; the last one decides.
+        bool result = false;
+        for (const Ptree::value_type& member : root) {
+            if (member.first == "norvaChannelMessage") {
+                message = std::make_shared<ChannelClientMessage>();
+                if (!message) {
+                    PELA_LOG4(m_log, kSrc, "UNEXPECTED JSONParse::parseChannelClientMessage: empty spChannelMessage");
+                    result = false;
+                    continue;
+                }
+                result = ChannelClientMessagePtree::fromPtree(member.second, m_log, message);
+            } else {
+                PELA_LOG4(m_log, kSrc, "Syntax error: unknown message=" << member.first);
+                result = false;
+            }
+        }
+        return result;
+    } catch (const std::exception& e) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: parseChannelClientMessage " << e.what());
+    } catch (...) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: parseChannelClientMessage unknown exception");
+    }
+    return false;
+}
+
+std::string JSONParse::toJSONChannelServerMessage(std::shared_ptr<ChannelServerMessage> message) {
+    PELA_LOG4(m_log, kSrc, "JSONParse::toJSONChannelServerMessage");
+    if (!message) {
+        PELA_LOG4(m_log, kSrc, "UNEXPECTED JSONParse::toJSONChannelServerMessage: empty message");
+        return std::string();
+    }
+    try {
+        Ptree root;
+        root.push_back(Ptree::value_type("norvaChannelMessage", ChannelServerMessagePtree::toPtree(message)));
+        std::ostringstream out;
+        boost::property_tree::write_json(out, root, true);
+        return JSONHack::postprocessJSON(out.str());
+    } catch (const std::exception& e) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: toJSONChannelServerMessage failed " << e.what());
+    } catch (...) {
+        PELA_LOG4(m_log, kSrc, "Syntax error: toJSONChannelServerMessage failed unknown exception");
+    }
+    return std::string();
+}
+
+}  // namespace tessel
