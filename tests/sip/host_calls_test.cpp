@@ -410,6 +410,16 @@ TEST_F(HostCallsTest, HoldMuteKeypadAndVideoReachTheRemoteAndClosingEndsTheCall)
             EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
         }
     }
+    // A hold asked for while the mute's re-offer is under way is made once it is over.
+    from = mark();
+    EXPECT_EQ(errorOf("mute", onCall(id, ", \"muteAudio\": true")), "");
+    EXPECT_EQ(errorOf("hold", onCall(id)), "");
+    ASSERT_TRUE(waitState(id, kHeld, from)) << statesText(id);
+    from = mark();
+    EXPECT_EQ(errorOf("resume", onCall(id)), "");
+    ASSERT_TRUE(waitState(id, kConnected, from)) << statesText(id);
+    EXPECT_LT(levelUntil(*bob, [](double v) { return v < kSilent; }), kSilent) << "muted, held and resumed";
+    EXPECT_EQ(errorOf("unmute", onCall(id, ", \"unmuteAudio\": true")), "");
     // Muted while held: still silent once resumed.
     from = mark();
     EXPECT_EQ(errorOf("hold", onCall(id)), "");

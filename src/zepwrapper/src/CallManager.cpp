@@ -19,6 +19,9 @@ namespace {
 // The engine needs this long between two RFC 4733 events of one call: one
 // event at a time, with its end packets.
 const std::chrono::milliseconds kDtmfSpacing(250);
+// How long a hold or resume waits for an offer and answer under way; a
+// re-INVITE's transaction gives up after 32 s, a page should hear sooner.
+const std::chrono::seconds kSettleWait(10);
 
 LinphoneMediaDirection engineDirection(VideoDirection d) {
     switch (d) {
@@ -54,6 +57,21 @@ bool hasSoundCard(LinphoneCore* core) {
 
 bool talking(CallState s) {
     return s == CallState::Connected || s == CallState::RemHold;
+}
+
+// The engine takes a pause or resume only when no offer and answer is under
+// way; these are the states of one under way.
+bool negotiating(LinphoneCall* call) {
+    switch (linphone_call_get_state(call)) {
+        case LinphoneCallStateConnected:  // streams not started yet
+        case LinphoneCallStateUpdating:
+        case LinphoneCallStateUpdatedByRemote:
+        case LinphoneCallStatePausing:
+        case LinphoneCallStateResuming:
+            return true;
+        default:
+            return false;
+    }
 }
 }  // namespace
 
@@ -546,16 +564,56 @@ int CallManager::hold(int callId) {
     Entry* entry = find(callId);
     if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     if (!talking(entry->reported)) return ApiReturnCodeEnum::eInvalidState;
-    return linphone_call_pause(entry->call) == 0 ? ApiReturnCodeEnum::eNoError
-                                                 : ApiReturnCodeEnum::eCallOperationFailed;
+    return whenSettled(callId, "hold", [](LinphoneCall* call) { return linphone_call_pause(call); });
 }
 
 int CallManager::resume(int callId) {
     Entry* entry = find(callId);
     if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
     if (entry->reported != CallState::Hold) return ApiReturnCodeEnum::eInvalidState;
-    return linphone_call_resume(entry->call) == 0 ? ApiReturnCodeEnum::eNoError
-                                                  : ApiReturnCodeEnum::eCallOperationFailed;
+    return whenSettled(callId, "resume", [](LinphoneCall* call) { return linphone_call_resume(call); });
+}
+
+int CallManager::whenSettled(int callId, const char* name, std::function<int(LinphoneCall*)> operation) {
+    Entry* entry = find(callId);
+    if (entry->waiting) return ApiReturnCodeEnum::eInvalidState;  // one at a time
+    if (!negotiating(entry->call)) {
+        if (operation(entry->call) == 0) return ApiReturnCodeEnum::eNoError;
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "call [" << callId << "] " << name << " refused by the engine in state ["
+                         << linphone_call_state_to_string(linphone_call_get_state(entry->call)) << "]");
+        return ApiReturnCodeEnum::eCallOperationFailed;
+    }
+    // Accepted now, made once the call settles: the page learns the outcome
+    // from the call-state events, as it does for a hold made at once.
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] " << name << " waits for the media update under way");
+    entry->waiting = std::move(operation);
+    entry->waitingName = name;
+    entry->waitingUntil = std::chrono::steady_clock::now() + kSettleWait;
+    m_context.queue.post([this, callId] { runWaiting(callId); });
+    return ApiReturnCodeEnum::eNoError;
+}
+
+void CallManager::runWaiting(int callId) {
+    Entry* entry = find(callId);
+    if (entry == nullptr || !entry->waiting) return;  // ended meanwhile
+    if (negotiating(entry->call)) {
+        if (std::chrono::steady_clock::now() < entry->waitingUntil) {
+            m_context.queue.post([this, callId] { runWaiting(callId); });
+            return;
+        }
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "call [" << callId << "] " << entry->waitingName << " dropped: the media update never ended");
+        entry->waiting = nullptr;
+        return;
+    }
+    const std::function<int(LinphoneCall*)> operation = std::move(entry->waiting);
+    entry->waiting = nullptr;
+    if (operation(entry->call) != 0) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "call [" << callId << "] " << entry->waitingName << " refused by the engine in state ["
+                         << linphone_call_state_to_string(linphone_call_get_state(entry->call)) << "]");
+    }
 }
 
 int CallManager::iDivert(int callId) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -70,6 +71,10 @@ private:
         bool consultation = false;  // this is the consultation call of that transfer
         std::string dtmfPending;    // digits waiting for the previous one to finish
         std::chrono::steady_clock::time_point dtmfNext{};
+        // A hold or resume asked for while an offer and answer were under way.
+        std::function<int(LinphoneCall*)> waiting;
+        const char* waitingName = "";
+        std::chrono::steady_clock::time_point waitingUntil{};
     };
 
     struct EngineCallbacks;
@@ -97,6 +102,10 @@ private:
     // Brings the audio direction we offer in line with the mute, now or
     // from a later pump when the engine is between transactions.
     void syncOfferedAudio(int callId);
+    // Runs a hold or resume now, or once the offer and answer under way
+    // (a mute's re-offer, the far end's update) is over.
+    int whenSettled(int callId, const char* name, std::function<int(LinphoneCall*)> operation);
+    void runWaiting(int callId);
     void endTransfer(int callId);
     void pumpDtmf();
 
