@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "MainWorkItem.h"
 #include "bridge/EventManager.h"
@@ -25,7 +27,9 @@
 #include "dispatch/TaskRegistry.h"
 #include "logging/LogFactory.h"
 #include "logging/LogMacros.h"
+#include "platform/linux/HostDoctor.h"
 #include "platform/linux/LinuxMain.h"
+#include "platform/linux/NativeHostRegistration.h"
 #include "threading/Event.h"
 #include "threading/Thread.h"
 
@@ -181,7 +185,27 @@ int __main(int argc, char** argv) {
     return 1;
 }
 
+// "pelahost --install", "--uninstall" and "--doctor" are run by a person, not
+// by a browser: they answer on the terminal and never open the channel.
+static bool _setupCommand(int argc, char** argv, int& status) {
+    if (argc < 2 || argv[1] == nullptr) return false;
+    const std::string verb = argv[1];
+    const std::vector<std::string> args(argv + 2, argv + argc);
+    if (verb == "--install") {
+        status = NativeHostRegistration::install(args, std::cout, std::cerr);
+    } else if (verb == "--uninstall") {
+        status = NativeHostRegistration::uninstall(args, std::cout, std::cerr);
+    } else if (verb == "--doctor") {
+        status = HostDoctor::run(args, std::cout);
+    } else {
+        return false;
+    }
+    return true;
+}
+
 int main(int argc, char** argv) {
+    int setupStatus = 0;
+    if (_setupCommand(argc, argv, setupStatus)) return setupStatus;
     // A browser that goes away closes our output; a write must then fail with
     // an error we log, not kill the process.
     signal(SIGPIPE, SIG_IGN);
