@@ -1,0 +1,159 @@
+// Real parts for the browser tests and the browser demo: Debian's Chromium
+// with the unpacked extension, the built host registered in the browser's
+// profile, pages served from loopback, and Kamailio with an answering SIP
+// phone (pela_sipbed).
+
+import { spawn } from "node:child_process";
+import { once } from "node:events";
+import { mkdtempSync, mkdirSync, writeFileSync, readFileSync, readdirSync, rmSync, existsSync, createReadStream } from "node:fs";
+import { createServer } from "node:http";
+import { tmpdir } from "node:os";
+import { join, resolve, extname, normalize } from "node:path";
+import { createInterface } from "node:readline";
+
+export const ROOT = resolve(new URL("../..", import.meta.url).pathname);
+export const BUILD = resolve(ROOT, process.env.PELA_BUILD_DIR || "build");
+export const HOST_NAME = "com.norva.pelahost";
+export const EXTENSION_DIR = join(ROOT, "web/extension");
+const EXTENSION_ID = "lmnahaiacchplepagfbmjmnhciglnagc";
+
+const TYPES = { ".html": "text/html", ".js": "text/javascript", ".mjs": "text/javascript", ".css": "text/css", ".json": "application/json", ".png": "image/png", ".svg": "image/svg+xml" };
+
+export function chromiumPath() {
+  for (const path of [process.env.PELA_CHROMIUM, "/usr/lib/chromium/chromium", "/usr/bin/chromium"]) {
+    if (path && existsSync(path)) return path;
+  }
+  throw new Error("Chromium is not installed: scripts/setup installs Debian's chromium package");
+}
+
+// Serves web/ on one loopback address; "/" is a blank page.
+export async function serveWeb(address) {
+  const root = join(ROOT, "web");
+  const server = createServer((request, response) => {
+    const path = decodeURIComponent(new URL(request.url, "http://x").pathname);
+    if (path === "/" || path === "/blank.html") {
+      response.writeHead(200, { "content-type": "text/html" });
+      response.end("<!doctype html><title>blank</title><p>blank</p>");
+      return;
+    }
+    const file = normalize(join(root, path));
+    if (!file.startsWith(root + "/") || !existsSync(file)) {
+      response.writeHead(404);
+      response.end();
+      return;
+    }
+    response.writeHead(200, { "content-type": TYPES[extname(file)] || "application/octet-stream", "cache-control": "no-store" });
+    createReadStream(file).pipe(response);
+  });
+  server.listen(0, address);
+  await once(server, "listening");
+  return { server, origin: `http://${address}:${server.address().port}`, close: () => new Promise((r) => server.close(r)) };
+}
+
+// Kamailio and the phone "bob"; commands as pela_sipbed takes them.
+export async function startSipBed({ autoAnswer = false } = {}) {
+  const child = spawn(join(BUILD, "bin/pela_sipbed"), autoAnswer ? ["--auto-answer"] : [], { stdio: ["pipe", "pipe", "inherit"] });
+  const lines = createInterface({ input: child.stdout });
+  const waiting = [];
+  const early = [];
+  lines.on("line", (line) => (waiting.length ? waiting.shift()(line) : early.push(line)));
+  const nextLine = (ms) =>
+    new Promise((resolveLine, reject) => {
+      if (early.length) return resolveLine(early.shift());
+      const timer = setTimeout(() => reject(new Error("pela_sipbed did not answer in time")), ms);
+      waiting.push((line) => {
+        clearTimeout(timer);
+        resolveLine(line);
+      });
+    });
+  const info = JSON.parse(await nextLine(30000));
+  let chain = Promise.resolve();
+  const command = (line, ms = 15000) => {
+    const result = chain.then(() => {
+      child.stdin.write(line + "\n");
+      return nextLine(ms);
+    });
+    chain = result.catch(() => {});
+    return result;
+  };
+  const stop = async () => {
+    child.stdin.end();
+    const timer = setTimeout(() => child.kill("SIGKILL"), 10000);
+    if (child.exitCode === null) await once(child, "exit");
+    clearTimeout(timer);
+  };
+  return { ...info, command, stop };
+}
+
+// A private home for the host with the given sites pre-approved.
+export function hostHome(approvedSites = []) {
+  const home = mkdtempSync(join(tmpdir(), "pela-web-"));
+  for (const folder of ["config/com.norva.Tollbridge", "state", "run"]) mkdirSync(join(home, folder), { recursive: true, mode: 0o700 });
+  const preferences = Object.fromEntries(approvedSites.map((site) => ["AlwaysAllow_" + site, true]));
+  writeFileSync(join(home, "config/com.norva.Tollbridge/preferences.json"), JSON.stringify(preferences), { mode: 0o600 });
+  return home;
+}
+
+export function hostLog(home) {
+  const file = join(home, "state/Marlin Web SDK/softphone.log");
+  return existsSync(file) ? readFileSync(file, "utf8") : "";
+}
+
+// Chromium with the extension loaded and the host registered in its profile,
+// as `pelahost --install` would register it for a user.
+export async function launchBrowser(home, { headless = true } = {}) {
+  const { chromium } = await import("playwright-core");
+  const profile = join(home, "profile");
+  mkdirSync(join(profile, "NativeMessagingHosts"), { recursive: true });
+  writeFileSync(
+    join(profile, "NativeMessagingHosts", HOST_NAME + ".json"),
+    JSON.stringify({ name: HOST_NAME, description: "test host", path: join(BUILD, "bin/pelahost"), type: "stdio", allowed_origins: [`chrome-extension://${EXTENSION_ID}/`] }),
+  );
+  // The host inherits the browser's environment: its files go to the private home.
+  const env = { ...process.env, HOME: home, XDG_CONFIG_HOME: join(home, "config"), XDG_STATE_HOME: join(home, "state"), XDG_RUNTIME_DIR: join(home, "run"), NO_AT_BRIDGE: "1" };
+  if (headless) {
+    delete env.DISPLAY;
+    delete env.WAYLAND_DISPLAY;
+  }
+  const context = await chromium.launchPersistentContext(profile, {
+    executablePath: chromiumPath(),
+    headless,
+    env,
+    args: [`--disable-extensions-except=${EXTENSION_DIR}`, `--load-extension=${EXTENSION_DIR}`, "--no-first-run", "--disable-gpu", "--disable-features=DnsOverHttps", "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1, EXCLUDE 127.0.0.2"],
+    timeout: 60000,
+  });
+  let worker = context.serviceWorkers().find((w) => w.url().includes(EXTENSION_ID));
+  if (!worker) worker = await context.waitForEvent("serviceworker", { timeout: 20000 });
+  return { context, worker };
+}
+
+// The host processes started by a browser whose home is `home`.
+export function hostPids(home) {
+  const pids = [];
+  for (const entry of readdirSync("/proc")) {
+    if (!/^\d+$/.test(entry)) continue;
+    try {
+      const cmdline = readFileSync(`/proc/${entry}/cmdline`, "utf8");
+      if (!cmdline.startsWith(join(BUILD, "bin/pelahost"))) continue;
+      const environ = readFileSync(`/proc/${entry}/environ`, "utf8").split("\0");
+      if (environ.includes("HOME=" + home)) pids.push(Number(entry));
+    } catch {
+      // gone meanwhile, or not ours to read
+    }
+  }
+  return pids;
+}
+
+export async function waitFor(check, ms, what) {
+  const until = Date.now() + ms;
+  for (;;) {
+    const value = await check();
+    if (value) return value;
+    if (Date.now() > until) throw new Error("timed out waiting for " + what);
+    await new Promise((r) => setTimeout(r, 50));
+  }
+}
+
+export function removeHome(home) {
+  rmSync(home, { recursive: true, force: true });
+}
