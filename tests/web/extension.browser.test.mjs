@@ -1,6 +1,6 @@
 // The whole product in a real browser: Debian's Chromium with the extension,
 // the built host, pages on loopback, Kamailio and a SIP phone ("bob").
-// Run: node --test tests/web/browser.test.mjs (after scripts/setup build).
+// Run: node --test tests/web/extension.browser.test.mjs (after scripts/setup build).
 
 import { after, before, describe, test } from "node:test";
 import assert from "node:assert/strict";
