@@ -1,0 +1,476 @@
+// The demo softphone page: connects to the host through the extension, signs
+// in, places and handles calls. state.js holds what is known, view.js draws
+// it, words.js turns codes into sentences; this file talks to the host.
+//
+// Handles for browser tests (ids; each also has the same data-testid):
+//   host-status, auth-state, authorize-button     the way to the host, this site's permission
+//   status-message, error-message                 last news, last error in words
+//   signin-registrars (one server per line), signin-email, signin-password,
+//   signin-button (submit), logout-button, forget-button (logout and forget the address)
+//   signin-prompt, signin-state, connection-status, connection-failure,
+//   signin-device, signin-line                    sign-in progress and the account
+//   number-field, number-clear, call-button       place a call (Enter in the field too)
+//   dialpad-0 .. dialpad-9, dialpad-star, dialpad-hash, dialpad-label, dtmf-sent
+//   incoming-notice, calls-empty, call-list
+// Each call is an li[data-call-id="N"] with data-call-state (the host's state
+// name) in call-list; its buttons carry data-action, one of answer, divert,
+// end, hold, resume, mute, unmute, transfer, complete-transfer,
+// cancel-transfer, join (with data-join-call-id), and data-testid
+// "call-N-ACTION" ("call-N-join-M"). The transfer number is the row's
+// input[data-field="transfer-number"] (id transfer-number-N).
+
+import { connect } from "../lib/softphone.js";
+import {
+  actionRequest,
+  applyCall,
+  can,
+  createState,
+  dtmfTarget,
+  isEnded,
+  isToneKey,
+  parseServers,
+  partyOf,
+  replaceCalls,
+  userPart,
+} from "./state.js";
+import { announceCall, render, showError, showStatus } from "./view.js";
+import { callStateWords, causeWords, errorWords, reasonWords } from "./words.js";
+
+const HELLO_TIMEOUT_MS = 3000;
+const FAILED = Symbol("failed");
+
+const state = createState();
+const $ = (id) => document.getElementById(id);
+
+let phone = null; // the Softphone once the extension answered
+let ready = false; // the host answered "init" since the last break
+let starting = null; // the session start under way, shared by everyone waiting
+let wantSignIn = false; // the user pressed "Sign in": answer the host's prompts from the form
+let focusCall = 0; // a call just placed: its row takes the focus once drawn
+
+// After "Call", focus moves to the new call, so keys typed next are tones
+// and its buttons are one Tab away; not if the user has moved on meanwhile.
+function draw() {
+  render(state);
+  if (!focusCall) return;
+  const row = document.querySelector(`li[data-call-id="${focusCall}"]`);
+  if (!row) return;
+  const here = document.activeElement;
+  if (!here || here === document.body || here.id === "number-field" || here.id === "call-button") row.focus();
+  focusCall = 0;
+}
+
+// ---------------------------------------------------------------------------
+// Session: connect, authorize, learn the state; again after every break.
+
+async function startSession() {
+  state.host = "connecting";
+  draw();
+  try {
+    if (!phone) {
+      phone = await connect({ timeoutMs: HELLO_TIMEOUT_MS });
+      listen(phone);
+    }
+    showStatus("Asking whether this site may use the softphone; answer the softphone's dialog if one opens.");
+    state.auth = await phone.authorize();
+  } catch (error) {
+    // A break has already said why ("hostdisconnected"); anything else says it here.
+    if (state.host === "connecting") {
+      state.host = "unavailable";
+      state.hostWhy = reasonWords(error);
+    }
+    showStatus("");
+    draw();
+    throw error;
+  }
+  state.host = "connected";
+  state.hostWhy = "";
+  ready = true;
+  showStatus("");
+  if (state.auth === "UserAuthorized") await refresh();
+  draw();
+}
+
+function ensureSession() {
+  if (ready) return Promise.resolve();
+  if (!starting) {
+    starting = startSession().finally(() => {
+      starting = null;
+    });
+  }
+  return starting;
+}
+
+// Runs one user action against the host. Any failure, the session's included,
+// becomes a sentence in the error line; the result is FAILED then.
+async function act(doing, work) {
+  showError("");
+  try {
+    await ensureSession();
+    return await work(phone);
+  } catch (error) {
+    showError(errorWords(error, doing));
+    return FAILED;
+  } finally {
+    draw();
+  }
+}
+
+// Background reads (after events) report failures the same way.
+function quietly(doing, work) {
+  work().catch((error) => showError(errorWords(error, doing))).finally(() => draw());
+}
+
+async function refresh() {
+  const reply = await phone.request("getProperty", "connectionStatus");
+  state.connection = (reply && reply.connectionStatus) || "";
+  await refreshCalls();
+  if (state.connection === "Disconnected") {
+    state.device = "";
+    state.line = "";
+    if (state.lifecycle !== "SignedOut") state.lifecycle = "";
+  } else {
+    await refreshLine();
+  }
+}
+
+async function refreshCalls() {
+  const reply = await phone.request("getCalls");
+  replaceCalls(state.calls, reply && reply.calls);
+}
+
+// Several transfer steps can come at once; one read after the last is enough.
+let callsReading = null;
+let callsAgain = false;
+function rereadCalls() {
+  if (callsReading) {
+    callsAgain = true;
+    return;
+  }
+  callsReading = refreshCalls()
+    .catch((error) => showError(errorWords(error, "read the calls")))
+    .finally(() => {
+      callsReading = null;
+      draw();
+      if (callsAgain) {
+        callsAgain = false;
+        rereadCalls();
+      }
+    });
+}
+
+const isTrue = (value) => value === true || value === "true";
+
+async function refreshLine() {
+  const [deviceReply, lineReply] = await Promise.all([
+    phone.request("getProperty", "device"),
+    phone.request("getProperty", "line"),
+  ]);
+  const device = deviceReply && deviceReply.device;
+  const line = lineReply && lineReply.line;
+  state.device = device && isTrue(device.exists) ? device.name || "" : "";
+  if (line && isTrue(line.exists)) {
+    const number = line.directoryNumber || "";
+    const name = line.name || "";
+    state.line = number && name && number !== name ? `${number} (${name})` : number || name;
+    if (!state.lifecycle) state.lifecycle = "SignedIn";
+  } else {
+    state.line = "";
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Host events
+
+function errorTexts(content) {
+  const list = content && Array.isArray(content.errors) ? content.errors : [];
+  return list.map((entry) => (entry && entry.error) || "").filter((text) => text !== "");
+}
+
+function onCall(call) {
+  if (!call || call.callId === undefined) return;
+  const before = applyCall(state.calls, call);
+  const id = Number(call.callId);
+  const known = Array.isArray(call.participants) && call.participants.length ? call : before || call;
+  if (isEnded(call)) {
+    if (state.tones.callId === id) state.tones = { callId: 0, digits: "" };
+    announceCall(`Call ${id} with ${partyOf(known)} ended.`);
+  } else if ((!before || before.callState !== call.callState) && !can(call, "canAnswer")) {
+    // A ringing call is announced by the incoming-call notice instead.
+    announceCall(`Call ${id} with ${partyOf(known)}: ${callStateWords(call.callState)}.`);
+  }
+}
+
+function onEmailPrompt(content) {
+  const errors = errorTexts(content);
+  state.prompt = { kind: "email", id: 0, errors };
+  if (wantSignIn && errors.length === 0 && $("signin-email").value.trim() !== "") {
+    answerPrompt();
+  } else if (errors.length || wantSignIn) {
+    // The user is signing in and the answer is theirs to type.
+    $("signin-email").focus();
+  }
+}
+
+function onCredentialsPrompt(content) {
+  const errors = errorTexts(content);
+  const id = Number(content && content.authenticatorId) || 0;
+  state.prompt = { kind: "credentials", id, errors };
+  if (wantSignIn && errors.length === 0 && $("signin-password").value !== "") {
+    answerPrompt();
+  } else if (errors.length || wantSignIn) {
+    $("signin-password").focus();
+  }
+}
+
+const EVENTS = {
+  userauthorized(content) {
+    state.auth = isTrue(content) ? "UserAuthorized" : "UserDenied";
+  },
+  callstatechange: onCall,
+  attendedtransferstatechange() {
+    // A transfer step changes the other call's capabilities too.
+    rereadCalls();
+  },
+  connectionstatuschange(content) {
+    state.connection = String(content || "");
+    if (state.connection === "Connected") state.failure = "";
+  },
+  connectionfailure(content) {
+    state.failure = String(content || "");
+  },
+  lifecyclestatechanged(content) {
+    state.lifecycle = String(content || "");
+    if (state.lifecycle === "SignedIn" || state.lifecycle === "SignedOut") {
+      wantSignIn = false;
+      state.prompt = null;
+    }
+    if (state.lifecycle === "SignedOut") {
+      state.device = "";
+      state.line = "";
+      state.failure = "";
+    }
+  },
+  authenticationresult(content) {
+    state.authResult = (content && content.result) || "";
+  },
+  userprofileemailaddressrequired: onEmailPrompt,
+  userprofilecredentialsrequired: onCredentialsPrompt,
+  loggedin() {
+    state.authResult = "";
+    showStatus("Signed in.");
+  },
+  callcontrolmodechange(content) {
+    state.device = (content && content.deviceName) || state.device;
+    quietly("read the line", refreshLine);
+  },
+  hostdisconnected(content) {
+    ready = false;
+    state.host = "broken";
+    state.hostWhy = causeWords(content && content.cause, content && content.message);
+    // A prompt belonged to the host that went away.
+    state.prompt = null;
+    wantSignIn = false;
+  },
+  hostconnected() {
+    if (!ready) ensureSession().catch((error) => showError(errorWords(error, "reconnect to the softphone")));
+  },
+};
+
+function listen(softphone) {
+  for (const [name, handle] of Object.entries(EVENTS)) {
+    softphone.on(name, (content) => {
+      handle(content);
+      draw();
+    });
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Sign-in. The password is read from its field only to build the one request
+// that carries it, and the field is emptied as it goes.
+
+async function answerPrompt() {
+  const prompt = state.prompt;
+  if (!prompt) return;
+  if (prompt.kind === "email") {
+    const email = $("signin-email").value.trim();
+    if (email === "") {
+      showError("Type your address (user@domain) to sign in.");
+      $("signin-email").focus();
+      return;
+    }
+    state.prompt = null;
+    await act("send your address", (p) => p.request("setUserProfileEmailAddress", { email }));
+    return;
+  }
+  const field = $("signin-password");
+  if (field.value === "") {
+    showError("Type your password to sign in.");
+    field.focus();
+    return;
+  }
+  const content = {
+    authenticator: prompt.id,
+    username: userPart($("signin-email").value),
+    password: field.value,
+  };
+  field.value = "";
+  state.prompt = null;
+  await act("send your password", (p) => p.request("setUserProfileCredentials", content));
+}
+
+async function onSignIn(event) {
+  event.preventDefault();
+  showStatus("");
+  wantSignIn = true;
+  const servers = parseServers($("signin-registrars").value);
+  if (servers.length) {
+    const set = await act("set the server list", (p) => p.request("setProperty", { LoryAddressList: servers }));
+    if (set === FAILED) {
+      wantSignIn = false;
+      return;
+    }
+  }
+  if (state.prompt) {
+    await answerPrompt();
+    return;
+  }
+  showStatus("Signing in…");
+  const started = await act("start signing in", (p) => p.request("startSignIn", {}));
+  if (started === FAILED) wantSignIn = false;
+}
+
+async function onLogout(forget) {
+  showStatus("");
+  wantSignIn = false;
+  state.prompt = null;
+  const done = forget
+    ? await act("sign out and forget the address", (p) => p.request("resetData", {}))
+    : await act("sign out", (p) => p.request("logout"));
+  if (done !== FAILED) showStatus(forget ? "Signed out; the address is forgotten." : "Signed out.");
+}
+
+// ---------------------------------------------------------------------------
+// Dialling, tones and calls
+
+async function onCallSubmit(event) {
+  event.preventDefault();
+  const field = $("number-field");
+  const recipient = field.value.trim();
+  if (recipient === "") {
+    showError("Type a number or address to call.");
+    field.focus();
+    return;
+  }
+  showStatus("");
+  const reply = await act(`call ${recipient}`, (p) => p.request("originate", { recipient }));
+  if (reply !== FAILED) {
+    field.value = "";
+    const id = reply && reply.callId;
+    focusCall = Number(id) || 0;
+    draw();
+    showStatus(id ? `Calling ${recipient} (call ${id}).` : `Calling ${recipient}.`);
+  }
+}
+
+// Tones go one after another, in the order pressed.
+let tones = Promise.resolve();
+function sendTone(call, digit) {
+  const callId = call.callId;
+  tones = tones.then(async () => {
+    const sent = await act(`send the tone ${digit} to call ${callId}`, (p) =>
+      p.request("sendDTMF", { callId, digit }));
+    if (sent === FAILED) return;
+    const before = state.tones.callId === callId ? state.tones.digits : "";
+    state.tones = { callId, digits: (before + digit).slice(-32) };
+    draw();
+  });
+}
+
+// A digit from the pad or the keyboard: a tone during a call, else part of the number.
+function pressDigit(digit, fromKeyboard) {
+  const target = dtmfTarget(state.calls);
+  if (target) {
+    sendTone(target, digit);
+    return;
+  }
+  const field = $("number-field");
+  field.value += digit;
+  // Typed digits carry on in the field itself; a pad keeps its own focus.
+  if (fromKeyboard) field.focus();
+}
+
+function onCallListClick(event) {
+  const button = event.target.closest("button[data-action]");
+  if (!button) return;
+  const row = button.closest("li[data-call-id]");
+  const callId = Number(row.dataset.callId);
+  const action = button.dataset.action;
+  const joinCallId = Number(button.dataset.joinCallId) || 0;
+  const input = row.querySelector('[data-field="transfer-number"]');
+  const number = action === "transfer" ? input.value.trim() : "";
+  if (action === "transfer" && number === "") {
+    showError(`Type the number to transfer call ${callId} to.`);
+    input.focus();
+    return;
+  }
+  showStatus("");
+  const [name, content] = actionRequest(action, callId, { number, joinCallId });
+  const doing = action === "transfer"
+    ? `transfer call ${callId} to ${number}`
+    : action === "join"
+      ? `join call ${callId} with call ${joinCallId}`
+      : `${button.textContent.toLowerCase()} call ${callId}`;
+  act(doing, (p) => p.request(name, content)).then((result) => {
+    if (result !== FAILED && action === "transfer") input.value = "";
+  });
+}
+
+function onCallListKey(event) {
+  // Enter in a transfer field presses that call's transfer button.
+  if (event.key !== "Enter" || !event.target.matches('[data-field="transfer-number"]')) return;
+  event.preventDefault();
+  const button = event.target.closest("li[data-call-id]").querySelector('[data-action="transfer"]');
+  if (button) button.click();
+}
+
+function onKey(event) {
+  if (event.defaultPrevented || event.ctrlKey || event.metaKey || event.altKey) return;
+  if (!isToneKey(event.key)) return;
+  const target = event.target;
+  // Typing into a field stays typing.
+  if (target.closest && target.closest("input, textarea, select, [contenteditable]")) return;
+  event.preventDefault();
+  pressDigit(event.key, true);
+}
+
+// ---------------------------------------------------------------------------
+
+function start() {
+  $("signin-form").addEventListener("submit", onSignIn);
+  $("logout-button").addEventListener("click", () => onLogout(false));
+  $("forget-button").addEventListener("click", () => onLogout(true));
+  $("authorize-button").addEventListener("click", () =>
+    act("ask for permission", async (p) => {
+      state.auth = await p.authorize();
+      if (state.auth === "UserAuthorized") await refresh();
+    }));
+  $("dial-form").addEventListener("submit", onCallSubmit);
+  $("number-clear").addEventListener("click", () => {
+    const field = $("number-field");
+    field.value = field.value.slice(0, -1);
+  });
+  $("dialpad").addEventListener("click", (event) => {
+    const button = event.target.closest("button[data-digit]");
+    if (button) pressDigit(button.dataset.digit, false);
+  });
+  $("call-list").addEventListener("click", onCallListClick);
+  $("call-list").addEventListener("keydown", onCallListKey);
+  document.addEventListener("keydown", onKey);
+
+  draw();
+  ensureSession().catch((error) => showError(errorWords(error, "start the softphone")));
+}
+
+start();

@@ -1,0 +1,178 @@
+// What the page knows of the host, the account and the calls, and the rules
+// that derive what the user may do from it. No DOM here: view.js draws it.
+
+export function createState() {
+  return {
+    host: "connecting", // "connecting" | "connected" | "broken" | "unavailable"
+    hostWhy: "", // words for a broken or unavailable host
+    auth: "", // the authorization status name, "" until asked
+    connection: "", // "Disconnected" | "Connecting" | "Connected", "" until known
+    failure: "", // the last "connectionfailure" reason, cleared once registered
+    lifecycle: "", // "SigningIn" | "SignedIn" | "SignedOut", "" until known
+    authResult: "", // "InvalidCredentials" after refused credentials
+    prompt: null, // the sign-in prompt waiting for an answer: {kind, id, errors}
+    device: "", // the device name, "softphone:user@domain"
+    line: "", // the line, "alice (alice@example.com)"
+    calls: new Map(), // callId -> call object of the host, only calls not ended
+    tones: { callId: 0, digits: "" }, // tones sent to the current call
+  };
+}
+
+// A capability counts only when the call object says true.
+export function can(call, capability) {
+  const caps = (call && call.capabilities) || {};
+  return caps[capability] === true || caps[capability] === "true";
+}
+
+export function isEnded(call) {
+  return call.callState === "Idle" || call.numericState === 0 || call.exists === false;
+}
+
+// Takes a call object from "callstatechange" or "getCalls"; an ended call
+// leaves the list. Returns the previous object (undefined for a new call).
+export function applyCall(calls, call) {
+  if (!call || call.callId === undefined || call.callId === null) return undefined;
+  const id = Number(call.callId);
+  const before = calls.get(id);
+  if (isEnded(call)) {
+    calls.delete(id);
+  } else {
+    calls.set(id, { ...call, callId: id });
+  }
+  return before;
+}
+
+// The host's own list replaces ours (after a reconnect or a transfer step).
+export function replaceCalls(calls, list) {
+  calls.clear();
+  for (const call of Array.isArray(list) ? list : []) applyCall(calls, call);
+}
+
+export function sortedCalls(calls) {
+  return [...calls.values()].sort((a, b) => a.callId - b.callId);
+}
+
+export function partyOf(call) {
+  const list = Array.isArray(call.participants) ? call.participants : [];
+  const first = list[0] || {};
+  return first.name || first.number || first.uri || "unknown party";
+}
+
+// "bob (sip:bob@sip.test)", or just one of them when that is all there is.
+export function partyDetail(call) {
+  const list = Array.isArray(call.participants) ? call.participants : [];
+  const first = list[0] || {};
+  const who = first.name || first.number || "";
+  const where = first.uri || "";
+  if (who && where) return `${who} (${where})`;
+  return who || where || "unknown party";
+}
+
+// Calls ringing here, which the incoming-call notice announces.
+export function ringingCalls(calls) {
+  return sortedCalls(calls).filter((call) => can(call, "canAnswer"));
+}
+
+// The call the dial pad sends tones to: one that offers DTMF, the talking one
+// first when several do (one may be held by the far end).
+export function dtmfTarget(calls) {
+  const offering = sortedCalls(calls).filter((call) => can(call, "canSendDTMF"));
+  if (offering.length === 0) return null;
+  return offering.find((call) => call.callState === "Connected") || offering[offering.length - 1];
+}
+
+export const TONE_KEYS = "0123456789*#";
+
+export function isToneKey(key) {
+  return key.length === 1 && TONE_KEYS.includes(key);
+}
+
+// One entry per line or comma; blanks dropped.
+export function parseServers(text) {
+  return text
+    .split(/[\n,]/)
+    .map((entry) => entry.trim())
+    .filter((entry) => entry !== "");
+}
+
+// The user part of "alice@example.com" (or of "sip:alice@example.com").
+export function userPart(address) {
+  const bare = address.trim().replace(/^sips?:/i, "");
+  const at = bare.indexOf("@");
+  return at < 0 ? bare : bare.slice(0, at);
+}
+
+// The buttons a call offers, in a fixed order, each straight from one
+// capability of the call object. Transfer takes a number from its own field;
+// join names the other call, so there is one join per other joinable call.
+export function callActions(call, calls) {
+  const actions = [];
+  const add = (capability, action, label, extra = {}) => {
+    if (can(call, capability)) actions.push({ action, label, ...extra });
+  };
+  add("canAnswer", "answer", "Answer");
+  add("canImmediateDivert", "divert", "Divert");
+  add("canEndCall", "end", can(call, "canAnswer") ? "Decline" : "End");
+  add("canHold", "hold", "Hold");
+  add("canResume", "resume", "Resume");
+  add("canMuteAudio", "mute", "Mute");
+  add("canUnmuteAudio", "unmute", "Unmute");
+  add("canTransfer", "transfer", "Transfer");
+  add("canCompleteTransfer", "complete-transfer", "Complete transfer");
+  add("canCancelTransfer", "cancel-transfer", "Cancel transfer");
+  if (can(call, "canJoin")) {
+    for (const other of sortedCalls(calls)) {
+      if (other.callId !== call.callId && can(other, "canJoin")) {
+        actions.push({
+          action: "join",
+          label: `Join with call ${other.callId}`,
+          joinCallId: other.callId,
+        });
+      }
+    }
+  }
+  return actions;
+}
+
+// The host command and content for one action on a call; `number` is the
+// transfer target, `joinCallId` the other call of a join.
+export function actionRequest(action, callId, { number = "", joinCallId = 0 } = {}) {
+  switch (action) {
+    case "answer":
+      return ["answer", { callId }];
+    case "divert":
+      return ["iDivert", { callId }];
+    case "end":
+      return ["endCall", { callId }];
+    case "hold":
+      return ["hold", { callId }];
+    case "resume":
+      return ["resume", { callId }];
+    case "mute":
+      return ["mute", { callId, muteAudio: true }];
+    case "unmute":
+      return ["unmute", { callId, unmuteAudio: true }];
+    case "transfer":
+      return ["transferCall", { callId, transferToNumber: number }];
+    case "complete-transfer":
+      return ["completeTransfer", { callId }];
+    case "cancel-transfer":
+      return ["cancelTransfer", { callId }];
+    case "join":
+      return ["joinCalls", { callId, joinCallId }];
+    default:
+      return null;
+  }
+}
+
+// After a button is replaced (hold becomes resume), focus goes to its
+// counterpart so a keyboard user stays where they were.
+export const COUNTERPART = {
+  hold: "resume",
+  resume: "hold",
+  mute: "unmute",
+  unmute: "mute",
+  transfer: "cancel-transfer",
+  "complete-transfer": "end",
+  "cancel-transfer": "transfer",
+};
