@@ -120,6 +120,8 @@ describe("pages reach the host through the extension", { timeout: 240000 }, () =
     const huge = await a.evaluate(() => window.__sp.request("getVersion", { blob: "x".repeat(65 * 1024 * 1024) }).catch((e) => e.code));
     assert.equal(huge, "RequestTooLarge");
     assert.ok((await ask(a, "getVersion")).content);
+    // Content that is not an object reaches the host as it is.
+    assert.ok((await ask(a, "getProperty", "connectionStatus")).content.connectionStatus);
   });
 
   test("sign-in, an answered outgoing call with hold, resume and digits, an incoming call, the far end hangs up", async () => {

@@ -138,7 +138,8 @@ function fromPage(page, request) {
   if (!request || request.type !== "request") return;
   const { id, name, content } = request;
   if (typeof id !== "string" || id === "" || id.length > 200) return; // nothing to answer to
-  if (typeof name !== "string" || name === "" || (content !== undefined && (content === null || typeof content !== "object"))) {
+  // The content may be any JSON value ("getProperty" takes a string); the host judges it.
+  if (typeof name !== "string" || name === "") {
     toPage(page, { type: "reply", id, error: "eSyntaxError" });
     return;
   }
