@@ -5,7 +5,7 @@
 import { after, before, describe, test } from "node:test";
 import assert from "node:assert/strict";
 
-import { hostHome, hostLog, hostPids, launchBrowser, removeHome, serveWeb, startSipBed, waitFor } from "./harness.mjs";
+import { hostHome, hostLog, hostPids, launchBrowser, registerHost, removeHome, serveWeb, startSipBed, waitFor } from "./harness.mjs";
 
 const APPROVED = "127.0.0.1";
 let sip, siteA, siteB, home, browser;
@@ -214,4 +214,27 @@ describe("pages reach the host through the extension", { timeout: 240000 }, () =
     await event(a, "hostdisconnected", (c) => c.cause === "HostExited");
     assert.ok((await ask(a, "getVersion")).content, "reconnected after the crash");
   });
+});
+
+test("a host not installed, then not allowing our extension, then installed: each told, then working", { timeout: 120000 }, async () => {
+  const bare = hostHome([APPROVED]);
+  const other = await launchBrowser(bare, { registerAs: null });
+  try {
+    const page = await other.context.newPage();
+    await page.goto(siteA.origin + "/");
+    const phone = () =>
+      page.evaluate(async () => {
+        const lib = await import("/lib/softphone.js");
+        const sp = window.__sp || (window.__sp = await lib.connect({ timeoutMs: 5000 }));
+        return sp.request("getVersion", undefined, { timeoutMs: 15000 }).then(() => "ok", (e) => e.cause || e.code);
+      });
+    assert.equal(await phone(), "HostNotFound");
+    registerHost(bare, "chrome-extension://aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa/");
+    assert.equal(await phone(), "HostForbidden");
+    registerHost(bare, "chrome-extension://lmnahaiacchplepagfbmjmnhciglnagc/");
+    assert.equal(await phone(), "ok");
+  } finally {
+    await other.context.close();
+    removeHome(bare);
+  }
 });

@@ -101,14 +101,12 @@ export function hostLog(home) {
 
 // Chromium with the extension loaded and the host registered in its profile,
 // as `pelahost --install` would register it for a user.
-export async function launchBrowser(home, { headless = true } = {}) {
+// registerAs: the origin the manifest allows, or null for no manifest at all.
+export async function launchBrowser(home, { headless = true, registerAs = `chrome-extension://${EXTENSION_ID}/` } = {}) {
   const { chromium } = await import("playwright-core");
   const profile = join(home, "profile");
   mkdirSync(join(profile, "NativeMessagingHosts"), { recursive: true });
-  writeFileSync(
-    join(profile, "NativeMessagingHosts", HOST_NAME + ".json"),
-    JSON.stringify({ name: HOST_NAME, description: "test host", path: join(BUILD, "bin/pelahost"), type: "stdio", allowed_origins: [`chrome-extension://${EXTENSION_ID}/`] }),
-  );
+  if (registerAs) registerHost(home, registerAs);
   // The host inherits the browser's environment: its files go to the private home.
   const env = { ...process.env, HOME: home, XDG_CONFIG_HOME: join(home, "config"), XDG_STATE_HOME: join(home, "state"), XDG_RUNTIME_DIR: join(home, "run"), NO_AT_BRIDGE: "1" };
   if (headless) {
@@ -125,6 +123,13 @@ export async function launchBrowser(home, { headless = true } = {}) {
   let worker = context.serviceWorkers().find((w) => w.url().includes(EXTENSION_ID));
   if (!worker) worker = await context.waitForEvent("serviceworker", { timeout: 20000 });
   return { context, worker };
+}
+
+export function registerHost(home, origin) {
+  writeFileSync(
+    join(home, "profile", "NativeMessagingHosts", HOST_NAME + ".json"),
+    JSON.stringify({ name: HOST_NAME, description: "test host", path: join(BUILD, "bin/pelahost"), type: "stdio", allowed_origins: [origin] }),
+  );
 }
 
 // The host processes started by a browser whose home is `home`.
