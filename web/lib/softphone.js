@@ -1,0 +1,581 @@
+// The page library: a page's way to the softphone host through the browser
+// extension. It speaks the page <-> content-script protocol of docs/browser.md
+// on the page's own window and nothing else; no build step, no dependencies.
+//
+//   import { connect } from "./softphone.js";
+//   const phone = await connect();
+//   await phone.authorize();
+
+const NS = "pela-softphone";
+
+/** Largest request the browser carries to the host: the UTF-8 size of the JSON message. */
+export const MAX_REQUEST_BYTES = 64 * 1024 * 1024;
+
+const DEFAULT_HELLO_TIMEOUT_MS = 3000;
+const DEFAULT_REQUEST_TIMEOUT_MS = 15000;
+// The user reads and answers a desktop dialog; give them time, but not forever.
+const DEFAULT_AUTHORIZE_TIMEOUT_MS = 120000;
+// A content script injected after the page's script misses the first hello,
+// so it is sent again this often until answered.
+const HELLO_RETRY_MS = 250;
+// "dockUpdate" is answered only when it fails; silence this long means success.
+const DOCK_UPDATE_QUIET_MS = 1000;
+const MAX_TIMER_MS = 2147483647;
+
+const freeze = Object.freeze;
+const words = (...list) => freeze(Object.fromEntries(list.map((w) => [w, w])));
+
+// ---------------------------------------------------------------------------
+// Vocabulary (docs/telephony.md and the host's event names)
+
+export const CallState = words("Idle", "Dialing", "Proceeding", "RingOut", "RingIn", "Connected", "Hold", "RemHold", "Reorder");
+export const CallStateNumber = freeze(Object.fromEntries(Object.keys(CallState).map((name, i) => [name, i])));
+export const CallEvent = words(
+    "evDialing", "evProceeding", "evRingOut", "evRingIn", "evConnected", "evHeld", "evResumed",
+    "evRemoteHeld", "evRemoteResumed", "evFailed", "evEnded", "evMediaChanged", "evJoined", "evOther");
+export const CallType = words("Outgoing", "Incoming");
+export const Capability = words(
+    "canAnswer", "canImmediateDivert", "canEndCall", "canHold", "canResume", "canSendDTMF",
+    "canSetVideoDirection", "canJoin", "canMuteAudio", "canUnmuteAudio", "canMuteVideo", "canUnmuteVideo",
+    "canTransfer", "canCancelTransfer", "canCompleteTransfer");
+export const VideoDirection = words("Inactive", "SendOnly", "RecvOnly", "SendRecv");
+export const ConnectionStatus = words("Disconnected", "Connecting", "Connected");
+export const LifecycleState = words("SigningIn", "SignedIn", "SignedOut");
+export const AuthStatus = words("UserDenied", "UserAuthorized", "UserAuthPending", "MustShowAuth");
+export const AuthenticationStatus = words("Authenticated", "NotAuthenticated");
+export const AuthenticationResult = words("Success", "InvalidCredentials");
+export const PhoneMode = words("SoftPhone");
+export const Property = words("connectionStatus", "mode", "device", "line");
+export const AddressListProperty = words("LoryAddressList", "TftpAddressList", "CtiAddressList");
+export const DtmfDigits = freeze(["0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "*", "#", "A", "B", "C", "D"]);
+
+export const EventName = freeze({
+    UserAuthorized: "userauthorized",
+    CallStateChange: "callstatechange",
+    AttendedTransferStateChange: "attendedtransferstatechange",
+    ConnectionStatusChange: "connectionstatuschange",
+    ConnectionFailure: "connectionfailure",
+    AuthenticationStatusChange: "authenticationstatuschange",
+    CallControlModeChange: "callcontrolmodechange",
+    TelephonyDevicesChange: "telephonydeviceschange",
+    MultimediaCapabilitiesStarted: "multimediacapabilitiesstarted",
+    MultimediaCapabilitiesStopped: "multimediacapabilitiesstopped",
+    LifecycleStateChanged: "lifecyclestatechanged",
+    LifecycleSsoSessionChanged: "lifecyclessosessionchanged",
+    CanCancelSingleSignOnChanged: "cancancelsinglesignonchanged",
+    AuthenticationResult: "authenticationresult",
+    SsoShowWindow: "ssoshowwindow",
+    SsoNavigateTo: "ssonavigateto",
+    SsoInvokeResetData: "ssoinvokeresetdata",
+    SsoSignInRequired: "ssosigninrequired",
+    UserProfileEmailAddressRequired: "userprofileemailaddressrequired",
+    UserProfileCredentialsRequired: "userprofilecredentialsrequired",
+    LoggedIn: "loggedin",
+    SsoSessionExpiryPromptRequired: "ssosessionexpirypromptrequired",
+    InvalidCertificate: "invalidcertificate",
+    MultimediaDeviceChange: "multimediadevicechange",
+    SpeakerVolumeChanged: "speakervolumechanged",
+    RingtoneChanged: "ringtonechanged",
+    ExternalWindowEvent: "externalwindowevent",
+    // The library's own, from the extension's status messages.
+    HostDisconnected: "hostdisconnected",
+    HostConnected: "hostconnected",
+});
+
+export const RESULT_CODE_NAMES = freeze([
+    "eNoError", "eInvalidCallId", "eCallNotFound", "eCreateCallFailed", "eNoActiveDevice", "eTftpNotConfigured",
+    "eCallOperationFailed", "eLoggedInLock", "eLogoutFailed", "eLoryNotConfigured", "eWindowAlreadyExists",
+    "eInvalidState", "eCtiNotConfigured", "eNoPhoneMode", "eNoWindowExists", "eInvalidArgument",
+    "eOperationNotSupported", "eCapabilityMissing", "eNotUserAuthorized", "eSyntaxError", "eOperationFailed"]);
+export const ResultCode = freeze(Object.fromEntries(RESULT_CODE_NAMES.map((name, i) => [name, i])));
+
+/** Codes of the library's own errors; a host refusal carries its result-code name instead. */
+export const ErrorCode = words(
+    "ExtensionUnavailable", "Timeout", "HostUnavailable", "RequestTooLarge", "Closed", "BadReply", "InvalidArgument");
+export const HostUnavailableCause = words(
+    "HostNotFound", "HostForbidden", "HostExited", "HostProtocolError", "ExtensionRestarted", "HostDisconnected");
+
+// ---------------------------------------------------------------------------
+// Commands: every name a page may send, with its parameters as the host reads
+// them. Types: s string, b boolean, i integer, u integer >= 0, S list of
+// strings; "!" marks a required one. NONE sends no content; EMPTY sends {}
+// because the host refuses these commands when the content is missing.
+
+const NONE = null;
+const EMPTY = freeze({});
+const CALL = { callId: "i!" };
+const CONNECT = { deviceName: "s!", lineDN: "s", phoneMode: "s", forceRegistration: "b" };
+const VOLUME = { volume: "i!" };
+const GEOMETRY = { offsetX: "i!", offsetY: "i!", width: "i!", height: "i!", cropOffsetX: "i!", cropOffsetY: "i!", cropWidth: "i!", cropHeight: "i!" };
+
+const COMMAND_PARAMS = {
+    // session
+    init: NONE, getVersion: NONE, getUserAuthStatus: NONE, showUserAuthorization: NONE,
+    // calls
+    originate: { recipient: "s!", videoDirection: "s", windowhandle: "u" },
+    answer: { callId: "i!", videoDirection: "s", windowhandle: "u" },
+    endCall: CALL, hold: CALL, resume: CALL, iDivert: CALL, completeTransfer: CALL, cancelTransfer: CALL,
+    mute: { callId: "i!", muteAudio: "b", muteVideo: "b" },
+    unmute: { callId: "i!", unmuteAudio: "b", unmuteVideo: "b" },
+    sendDTMF: { callId: "i!", digit: "s!" },
+    setVideoDirection: { callId: "i!", videoDirection: "s" },
+    transferCall: { callId: "i!", transferToNumber: "s!" },
+    joinCalls: { callId: "i!", joinCallId: "i!" },
+    getCalls: NONE,
+    // connection and configuration
+    connect: CONNECT, switchMode: CONNECT, logout: NONE,
+    configure: { shmLocalName: "s!", shmRemoteName: "s!" },
+    getProperty: "value", setProperty: "property", getAvailableDevices: NONE, encryptPboxPassword: "value",
+    // sound devices and cameras
+    getMultimediaDevices: EMPTY,
+    setRecordingDevice: { clientRecordingID: "s" }, setPlayoutDevice: { clientPlayoutID: "s" },
+    setCaptureDevice: { clientCaptureID: "s" }, setRingerDevice: { clientRingerID: "s" },
+    setCurrentSpeakerVolume: VOLUME, setCurrentRingerVolume: VOLUME, setCurrentMicrophoneVolume: VOLUME,
+    getMultimediaDeviceVolume: { device: "s!" },
+    getAvailableRingtones: NONE, setCurrentRingtone: { ringtone: "s!" }, setPlayRingerOnAllDevices: NONE,
+    // the external video window
+    showCallInExternalWindow: CALL, hideExternalWindow: NONE, showPreviewInExternalWindow: NONE,
+    getExternalWindowState: NONE,
+    setExternalWindowAlwaysOnTop: { alwaysOnTop: "b!" }, setExternalWindowShowControls: { showControls: "b!" },
+    setExternalWindowShowSelfViewPip: { showSelfViewPip: "b!" }, setExternalWindowTitle: { title: "s!" },
+    addPreviewWindow: NONE, removePreviewWindow: NONE, addWindowToCall: CALL, removeWindowFromCall: CALL,
+    dockExternalWindow: { title: "s!", ...GEOMETRY },
+    dockUpdate: { ...GEOMETRY, pageWidth: "i!", pageHeight: "i!" },
+    undockExternalWindow: NONE,
+    // sign-in, single sign-on, certificates
+    startSignIn: { manualSettings: "b" },
+    setUserProfileEmailAddress: { email: "s!" },
+    setUserProfileCredentials: { authenticator: "u!", username: "s!", password: "s!" },
+    ssoNavigationCompleted: { result: "i!", url: "s!", document: "s!" },
+    cancelSingleSignOn: EMPTY, getSSOSessionTimeRemaining: EMPTY, resetData: EMPTY,
+    restablishSSOSession: EMPTY, suppressSSOSessionExpiryPrompt: EMPTY,
+    unsuppressSSOSessionExpiryPrompt: { promptIfExpired: "b!" },
+    handleInvalidCertificate: { certFingerprint: "s!", accept: "b!" },
+};
+
+/** The 65 command names the host serves. */
+export const COMMANDS = freeze(Object.keys(COMMAND_PARAMS));
+
+// ---------------------------------------------------------------------------
+// Errors and checks
+
+function softphoneError(code, message, extra) {
+    const err = new Error(message);
+    err.code = code;
+    return Object.assign(err, extra);
+}
+
+function argumentError(message) {
+    const err = new TypeError(message);
+    err.code = "InvalidArgument";
+    return err;
+}
+
+function timeoutOption(options, fallback, what) {
+    if (options === undefined || options === null) return fallback;
+    if (typeof options !== "object") throw argumentError(`${what}: options must be an object`);
+    const ms = options.timeoutMs;
+    if (ms === undefined) return fallback;
+    if (typeof ms !== "number" || !(ms > 0) || ms > MAX_TIMER_MS) {
+        throw argumentError(`${what}: timeoutMs must be a number of milliseconds between 1 and ${MAX_TIMER_MS}`);
+    }
+    return ms;
+}
+
+const TYPE_CHECKS = {
+    s: [(v) => typeof v === "string", "a string"],
+    b: [(v) => typeof v === "boolean", "a boolean"],
+    i: [(v) => Number.isSafeInteger(v), "an integer"],
+    u: [(v) => Number.isSafeInteger(v) && v >= 0, "an integer of 0 or more"],
+};
+
+function isPlainObject(v) {
+    if (v === null || typeof v !== "object" || Array.isArray(v)) return false;
+    const proto = Object.getPrototypeOf(v);
+    return proto === Object.prototype || proto === null;
+}
+
+// The content of a command, or an exception naming what is wrong with params.
+function commandContent(name, spec, params) {
+    const what = `softphone.${name}`;
+    if (spec === NONE) return undefined;
+    if (spec === EMPTY) return {};
+    if (spec === "value") {
+        if (typeof params !== "string") throw argumentError(`${what}: the argument must be a string`);
+        return params;
+    }
+    if (spec === "property") {
+        const keys = isPlainObject(params) ? Object.keys(params) : [];
+        if (keys.length !== 1) throw argumentError(`${what}: give an object with exactly one property, e.g. { LoryAddressList: ["host"] }`);
+        const list = params[keys[0]];
+        if (!Array.isArray(list) || !list.every((v) => typeof v === "string")) {
+            throw argumentError(`${what}: "${keys[0]}" must be a list of strings`);
+        }
+        return { [keys[0]]: [...list] };
+    }
+    if (params === undefined) params = {};
+    if (!isPlainObject(params)) throw argumentError(`${what}: parameters must be a plain object`);
+    const content = {};
+    for (const key of Object.keys(params)) {
+        if (!Object.hasOwn(spec, key)) throw argumentError(`${what}: unknown parameter "${key}"`);
+    }
+    for (const [key, type] of Object.entries(spec)) {
+        const value = params[key];
+        if (value === undefined) {
+            if (type.endsWith("!")) throw argumentError(`${what}: parameter "${key}" is required`);
+            continue;
+        }
+        const [check, expected] = TYPE_CHECKS[type[0]];
+        if (!check(value)) throw argumentError(`${what}: parameter "${key}" must be ${expected}`);
+        content[key] = value;
+    }
+    return content;
+}
+
+// UTF-8 size of a string from JSON.stringify (which escapes lone surrogates,
+// so every surrogate here is half of a 4-byte pair). Exact only when it could
+// exceed the limit: a shorter text cannot, and the bytes are not counted.
+function utf8Size(text) {
+    if (text.length * 3 <= MAX_REQUEST_BYTES) return text.length;
+    let size = text.length;
+    for (let i = 0; i < text.length; i++) {
+        const c = text.charCodeAt(i);
+        if (c >= 0x80) size += c < 0x800 || (c >= 0xd800 && c <= 0xdfff) ? 1 : 2;
+    }
+    return size;
+}
+
+function randomToken() {
+    const bytes = new Uint8Array(8);
+    globalThis.crypto.getRandomValues(bytes);
+    return Array.from(bytes, (b) => b.toString(16).padStart(2, "0")).join("");
+}
+
+function reportListenerError(err) {
+    // The way EventTarget reports a throwing listener; the others still run.
+    if (typeof globalThis.reportError === "function") globalThis.reportError(err);
+    else console.error("softphone: an event listener threw", err);
+}
+
+// ---------------------------------------------------------------------------
+// The connection
+
+const internal = Symbol("internal");
+const sendCommand = Symbol("sendCommand");
+
+export class Softphone {
+    #window;
+    #origin;
+    #token = randomToken();
+    #nextId = 1;
+    #pending = new Map(); // request id -> { settle(error, content), timer }
+    #waits = new Set(); // ends of bounded waits for events, told when everything stops
+    #listeners = new Map(); // event name -> Set of listeners
+    #closed = false;
+    #onMessage = (ev) => this.#receive(ev);
+    #hello = null; // { seq, resolve } while connect() waits
+
+    /** The extension's version, from its answer to hello. */
+    extensionVersion = "";
+
+    constructor(key, win) {
+        if (key !== internal) throw new TypeError("use connect() to get a Softphone");
+        this.#window = win;
+        const origin = win.location && win.location.origin;
+        this.#origin = typeof origin === "string" && origin !== "null" ? origin : "*";
+        win.addEventListener("message", this.#onMessage);
+    }
+
+    get closed() {
+        return this.#closed;
+    }
+
+    // connect() only: hello until answered or timed out.
+    [internal](timeoutMs) {
+        const seq = parseInt(this.#token.slice(0, 12), 16);
+        return new Promise((resolve, reject) => {
+            const send = () => this.#post({ ns: NS, from: "page", type: "hello", seq });
+            const finish = (err) => {
+                clearInterval(retry);
+                clearTimeout(timer);
+                this.#hello = null;
+                if (err) {
+                    this.close();
+                    reject(err);
+                } else {
+                    resolve(this);
+                }
+            };
+            const retry = setInterval(() => {
+                try {
+                    send();
+                } catch {
+                    // the first attempt already reported why
+                }
+            }, HELLO_RETRY_MS);
+            const timer = setTimeout(() => finish(softphoneError(ErrorCode.ExtensionUnavailable,
+                `the softphone extension did not answer within ${timeoutMs} ms (is it installed and enabled for this site?)`)), timeoutMs);
+            this.#hello = { seq, resolve: () => finish(null) };
+            try {
+                send();
+            } catch (err) {
+                finish(softphoneError(ErrorCode.ExtensionUnavailable, `posting to the extension failed: ${err.message}`));
+            }
+        });
+    }
+
+    #post(message) {
+        this.#window.postMessage(message, this.#origin);
+    }
+
+    #receive(ev) {
+        if (this.#closed || ev.source !== this.#window) return;
+        if (this.#origin !== "*" && ev.origin !== this.#origin) return;
+        const msg = ev.data;
+        if (msg === null || typeof msg !== "object" || msg.ns !== NS || msg.from !== "extension") return;
+        switch (msg.type) {
+            case "hello":
+                if (this.#hello && msg.seq === this.#hello.seq) {
+                    this.extensionVersion = typeof msg.version === "string" ? msg.version : "";
+                    this.#hello.resolve();
+                }
+                break;
+            case "reply":
+                this.#reply(msg);
+                break;
+            case "event":
+                if (typeof msg.name === "string" && msg.name !== "") this.#emit(msg.name, msg.content);
+                break;
+            case "status":
+                if (msg.connected === false) {
+                    const cause = typeof msg.cause === "string" ? msg.cause : HostUnavailableCause.HostDisconnected;
+                    const message = typeof msg.message === "string" ? msg.message : "";
+                    this.#failAll(() => softphoneError(ErrorCode.HostUnavailable, message || cause, { cause }));
+                    this.#emit(EventName.HostDisconnected, { cause, message });
+                } else if (msg.connected === true) {
+                    this.#emit(EventName.HostConnected, undefined);
+                }
+                break;
+        }
+    }
+
+    #reply(msg) {
+        const entry = this.#pending.get(msg.id);
+        if (!entry) return; // another instance's, or one that timed out
+        if (msg.error === undefined || msg.error === null || msg.error === "") {
+            entry.settle(null, msg.content);
+            return;
+        }
+        const code = String(msg.error);
+        if (code === ErrorCode.HostUnavailable) {
+            const cause = typeof msg.cause === "string" ? msg.cause : HostUnavailableCause.HostDisconnected;
+            const message = typeof msg.message === "string" && msg.message !== "" ? msg.message : cause;
+            entry.settle(softphoneError(code, message, { cause, command: entry.name }));
+        } else {
+            entry.settle(softphoneError(code, `"${entry.name}" failed: ${code}`, { command: entry.name }));
+        }
+    }
+
+    #emit(name, content) {
+        const set = this.#listeners.get(name);
+        if (!set) return;
+        for (const listener of [...set]) {
+            try {
+                listener(content, name);
+            } catch (err) {
+                reportListenerError(err);
+            }
+        }
+    }
+
+    #failAll(makeError) {
+        const entries = [...this.#pending.values()];
+        for (const entry of entries) entry.settle(makeError(entry.name));
+        for (const end of [...this.#waits]) end(makeError());
+    }
+
+    // Sends one request; resolves with the reply's content. quietSuccess: the
+    // host answers only failures, so the end of the time-out is success.
+    #send(name, content, timeoutMs, quietSuccess) {
+        if (this.#closed) return Promise.reject(softphoneError(ErrorCode.Closed, `"${name}": the softphone connection is closed`));
+        const id = `${this.#token}-${this.#nextId++}`;
+        const message = { ns: NS, from: "page", type: "request", id, name };
+        if (content !== undefined) message.content = content;
+        let json;
+        try {
+            json = JSON.stringify(message);
+        } catch (err) {
+            return Promise.reject(argumentError(`"${name}": the content cannot be sent as JSON (${err.message})`));
+        }
+        const size = utf8Size(json);
+        if (size > MAX_REQUEST_BYTES) {
+            return Promise.reject(softphoneError(ErrorCode.RequestTooLarge,
+                `"${name}": the request is ${size} bytes of JSON, more than the ${MAX_REQUEST_BYTES} the browser carries`, { command: name }));
+        }
+        return new Promise((resolve, reject) => {
+            const entry = {
+                name,
+                settle: (err, value) => {
+                    if (this.#pending.get(id) !== entry) return;
+                    this.#pending.delete(id);
+                    clearTimeout(entry.timer);
+                    if (err) reject(err);
+                    else resolve(value);
+                },
+                timer: setTimeout(() => entry.settle(quietSuccess ? null
+                    : softphoneError(ErrorCode.Timeout, `"${name}" got no reply within ${timeoutMs} ms`, { command: name })), timeoutMs),
+            };
+            this.#pending.set(id, entry);
+            try {
+                this.#post(message);
+            } catch (err) {
+                // e.g. a value the structured clone cannot copy
+                entry.settle(argumentError(`"${name}": posting the request failed: ${err.message}`));
+            }
+        });
+    }
+
+    /** Sends the command `name` with `content`; resolves with the reply's content. */
+    request(name, content, options) {
+        if (typeof name !== "string" || name === "") {
+            return Promise.reject(argumentError("softphone.request: the command name must be a non-empty string"));
+        }
+        let timeoutMs;
+        try {
+            timeoutMs = timeoutOption(options, DEFAULT_REQUEST_TIMEOUT_MS, `softphone.request("${name}")`);
+        } catch (err) {
+            return Promise.reject(err);
+        }
+        return this.#send(name, content === null ? undefined : content, timeoutMs, false);
+    }
+
+    on(name, listener) {
+        checkListenerArgs("on", name, listener);
+        if (this.#closed) return;
+        let set = this.#listeners.get(name);
+        if (!set) this.#listeners.set(name, (set = new Set()));
+        set.add(listener);
+    }
+
+    off(name, listener) {
+        checkListenerArgs("off", name, listener);
+        const set = this.#listeners.get(name);
+        if (set && set.delete(listener) && set.size === 0) this.#listeners.delete(name);
+    }
+
+    // Resolves with the next content of event `name`, or `onTimeout` after
+    // timeoutMs; rejects when the host goes away or the connection closes.
+    // cancel() ends it quietly.
+    #waitFor(name, timeoutMs, onTimeout) {
+        let end;
+        const promise = new Promise((resolve, reject) => {
+            const listener = (content) => end(null, content);
+            const timer = setTimeout(() => end(null, onTimeout), timeoutMs);
+            end = (err, value) => {
+                clearTimeout(timer);
+                this.off(name, listener);
+                this.#waits.delete(end);
+                if (err) reject(err);
+                else resolve(value);
+            };
+            this.#waits.add(end);
+            this.on(name, listener);
+        });
+        return { promise, cancel: () => end(null, onTimeout) };
+    }
+
+    /**
+     * Asks for the user's permission when the host needs it and resolves with
+     * the final status: "UserAuthorized", "UserDenied", or, when the user did not
+     * decide within timeoutMs, what the host then says ("UserAuthPending").
+     */
+    async authorize(options) {
+        const timeoutMs = timeoutOption(options, DEFAULT_AUTHORIZE_TIMEOUT_MS, "softphone.authorize");
+        const init = await this.#send("init", undefined, DEFAULT_REQUEST_TIMEOUT_MS, false);
+        const status = init && init.userauthstatus;
+        if (status === AuthStatus.UserAuthorized || status === AuthStatus.UserDenied) return status;
+        if (status !== AuthStatus.MustShowAuth && status !== AuthStatus.UserAuthPending) {
+            throw softphoneError(ErrorCode.BadReply, `"init" answered an unknown authorization status: ${JSON.stringify(status)}`, { command: "init" });
+        }
+        // Listen before asking: the host may send the decision before its reply.
+        const noAnswer = Symbol("no answer");
+        const wait = this.#waitFor(EventName.UserAuthorized, timeoutMs, noAnswer);
+        try {
+            // Pending: a dialog for this page is already open; only its answer is awaited.
+            if (status === AuthStatus.MustShowAuth) await this.#send("showUserAuthorization", undefined, DEFAULT_REQUEST_TIMEOUT_MS, false);
+        } catch (err) {
+            wait.cancel();
+            throw err;
+        }
+        const decision = await wait.promise;
+        if (decision === noAnswer) {
+            // The event may have been lost (an extension restart); the host knows.
+            const now = await this.#send("getUserAuthStatus", undefined, DEFAULT_REQUEST_TIMEOUT_MS, false);
+            if (!Object.hasOwn(AuthStatus, now)) {
+                throw softphoneError(ErrorCode.BadReply, `"getUserAuthStatus" answered ${JSON.stringify(now)}`, { command: "getUserAuthStatus" });
+            }
+            return now;
+        }
+        // A typed boolean; accept its text too, whichever way the host writes it.
+        return decision === true || decision === "true" ? AuthStatus.UserAuthorized : AuthStatus.UserDenied;
+    }
+
+    /** Stops listening; every pending request and wait is rejected with code "Closed". */
+    close() {
+        if (this.#closed) return;
+        this.#failAll((name) => softphoneError(ErrorCode.Closed, name ? `"${name}": the softphone connection was closed` : "the softphone connection was closed"));
+        this.#closed = true;
+        this.#window.removeEventListener("message", this.#onMessage);
+        this.#listeners.clear();
+    }
+
+    // Used by the command methods.
+    static [sendCommand](self, name, content, timeoutMs, quietSuccess) {
+        return self.#send(name, content, timeoutMs, quietSuccess);
+    }
+}
+
+function checkListenerArgs(method, name, listener) {
+    if (typeof name !== "string" || name === "") throw argumentError(`softphone.${method}: the event name must be a non-empty string`);
+    if (typeof listener !== "function") throw argumentError(`softphone.${method}: the listener must be a function`);
+}
+
+// One method per command: softphone.hold({ callId }), softphone.logout(), ...
+for (const [name, spec] of Object.entries(COMMAND_PARAMS)) {
+    const takesArgument = spec !== NONE && spec !== EMPTY;
+    const quietSuccess = name === "dockUpdate";
+    const fallback = quietSuccess ? DOCK_UPDATE_QUIET_MS : DEFAULT_REQUEST_TIMEOUT_MS;
+    Object.defineProperty(Softphone.prototype, name, {
+        configurable: true,
+        writable: true,
+        value: {
+            [name](...args) {
+                try {
+                    const content = commandContent(name, spec, takesArgument ? args[0] : undefined);
+                    const timeoutMs = timeoutOption(takesArgument ? args[1] : args[0], fallback, `softphone.${name}`);
+                    return Softphone[sendCommand](this, name, content, timeoutMs, quietSuccess);
+                } catch (err) {
+                    return Promise.reject(err);
+                }
+            },
+        }[name],
+    });
+}
+
+/**
+ * Finds the extension on this page and resolves with a Softphone; rejects
+ * with code "ExtensionUnavailable" when it does not answer within timeoutMs.
+ */
+export function connect(options) {
+    let timeoutMs;
+    try {
+        timeoutMs = timeoutOption(options, DEFAULT_HELLO_TIMEOUT_MS, "connect");
+    } catch (err) {
+        return Promise.reject(err);
+    }
+    const win = globalThis.window;
+    if (!win || typeof win.postMessage !== "function" || typeof win.addEventListener !== "function") {
+        return Promise.reject(softphoneError(ErrorCode.ExtensionUnavailable, "connect: there is no page window here to reach the extension through"));
+    }
+    return new Softphone(internal, win)[internal](timeoutMs);
+}
