@@ -196,15 +196,15 @@ function isPlainObject(v) {
 }
 
 // The content of a command, or an exception naming what is wrong with params.
-function commandContent(name, spec, params) {
+function commandContent(name, shape, params) {
     const what = `softphone.${name}`;
-    if (spec === NONE) return undefined;
-    if (spec === EMPTY) return {};
-    if (spec === "value") {
+    if (shape === NONE) return undefined;
+    if (shape === EMPTY) return {};
+    if (shape === "value") {
         if (typeof params !== "string") throw argumentError(`${what}: the argument must be a string`);
         return params;
     }
-    if (spec === "property") {
+    if (shape === "property") {
         const keys = isPlainObject(params) ? Object.keys(params) : [];
         if (keys.length !== 1) throw argumentError(`${what}: give an object with exactly one property, e.g. { LoryAddressList: ["host"] }`);
         const list = params[keys[0]];
@@ -217,9 +217,9 @@ function commandContent(name, spec, params) {
     if (!isPlainObject(params)) throw argumentError(`${what}: parameters must be a plain object`);
     const content = {};
     for (const key of Object.keys(params)) {
-        if (!Object.hasOwn(spec, key)) throw argumentError(`${what}: unknown parameter "${key}"`);
+        if (!Object.hasOwn(shape, key)) throw argumentError(`${what}: unknown parameter "${key}"`);
     }
-    for (const [key, type] of Object.entries(spec)) {
+    for (const [key, type] of Object.entries(shape)) {
         const value = params[key];
         if (value === undefined) {
             if (type.endsWith("!")) throw argumentError(`${what}: parameter "${key}" is required`);
@@ -541,8 +541,8 @@ function checkListenerArgs(method, name, listener) {
 }
 
 // One method per command: softphone.hold({ callId }), softphone.logout(), ...
-for (const [name, spec] of Object.entries(COMMAND_PARAMS)) {
-    const takesArgument = spec !== NONE && spec !== EMPTY;
+for (const [name, shape] of Object.entries(COMMAND_PARAMS)) {
+    const takesArgument = shape !== NONE && shape !== EMPTY;
     const quietSuccess = name === "dockUpdate";
     const fallback = quietSuccess ? DOCK_UPDATE_QUIET_MS : DEFAULT_REQUEST_TIMEOUT_MS;
     Object.defineProperty(Softphone.prototype, name, {
@@ -551,7 +551,7 @@ for (const [name, spec] of Object.entries(COMMAND_PARAMS)) {
         value: {
             [name](...args) {
                 try {
-                    const content = commandContent(name, spec, takesArgument ? args[0] : undefined);
+                    const content = commandContent(name, shape, takesArgument ? args[0] : undefined);
                     const timeoutMs = timeoutOption(takesArgument ? args[1] : args[0], fallback, `softphone.${name}`);
                     return Softphone[sendCommand](this, name, content, timeoutMs, quietSuccess);
                 } catch (err) {
