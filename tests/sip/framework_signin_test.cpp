@@ -89,20 +89,9 @@ public:
     std::vector<std::string>& lines;
 };
 
-mode_t modeOf(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
-}
-
 class FrameworkSignIn : public ::testing::Test {
 protected:
     void SetUp() override {
-        m_root = m_dir.path();
-        for (const char* sub : {"/home", "/state", "/run", "/config"}) mkdir((m_root + sub).c_str(), 0700);
-        setEnv("HOME", m_root + "/home");
-        setEnv("XDG_STATE_HOME", m_root + "/state");
-        setEnv("XDG_RUNTIME_DIR", m_root + "/run");
-        setEnv("XDG_CONFIG_HOME", m_root + "/config");
         // Keep the engine on loopback: its config file is read at start.
         mkdir((m_root + "/state/Marlin Web SDK").c_str(), 0700);
         mkdir(stateFolder().c_str(), 0700);
@@ -126,13 +115,6 @@ protected:
         m_pZep->unregisterObserver(m_spConnection);
         m_pZep->unregisterObserver(m_spCalls);
         m_pZep->unregisterObserver(m_spStops);
-        for (const auto& saved : m_savedEnv) setenv(saved.first.c_str(), saved.second.c_str(), 1);
-    }
-
-    void setEnv(const std::string& name, const std::string& value) {
-        const char* old = std::getenv(name.c_str());
-        m_savedEnv.emplace(name, old ? old : "");
-        setenv(name.c_str(), value.c_str(), 1);
     }
     std::string stateFolder() const { return m_root + "/state/Marlin Web SDK/zep"; }
     std::string engineFile() const { return stateFolder() + "/linphonerc"; }
@@ -157,9 +139,8 @@ protected:
         ASSERT_EQ(m_pZep->setUserProfileCredentials(m_spLogin->authenticator, user, password), 0);
     }
 
-    pelatest::TempDir m_dir;
-    std::string m_root;
-    std::map<std::string, std::string> m_savedEnv;
+    pelatest::PrivateHome m_home;
+    const std::string m_root = m_home.root();
     tessel::test::KamailioFixture m_sip;
     ZepWrapperAPI* m_pZep = nullptr;
     std::shared_ptr<LoginRecorder> m_spLogin = std::make_shared<LoginRecorder>();
@@ -259,20 +240,20 @@ TEST_F(FrameworkSignIn, ThePasswordVaultRefusesAlteredTextAndOtherKeys) {
     ASSERT_TRUE(PasswordVault::decrypt(sealed, plain, error)) << error;
     EXPECT_EQ(plain, "s3cret pass");
     const std::string folder = m_root + "/config/com.norva.Tollbridge";
-    EXPECT_EQ(modeOf(folder), 0700u);
-    EXPECT_EQ(modeOf(folder + "/vault.key"), 0600u);
+    EXPECT_EQ(pelatest::modeOf(folder), 0700u);
+    EXPECT_EQ(pelatest::modeOf(folder + "/vault.key"), 0600u);
 
     std::string altered = sealed;
     altered[4] = altered[4] == 'A' ? 'B' : 'A';
     EXPECT_FALSE(PasswordVault::decrypt(altered, plain, error));
     EXPECT_FALSE(PasswordVault::decrypt("not base64!", plain, error));
     mkdir((m_root + "/home/other").c_str(), 0700);
-    setEnv("XDG_CONFIG_HOME", m_root + "/home/other");
+    m_home.env.set("XDG_CONFIG_HOME", m_root + "/home/other");
     EXPECT_FALSE(PasswordVault::decrypt(sealed, plain, error)) << "another user's key";
 
     // No config folder at all: success with an empty text.
-    unsetenv("XDG_CONFIG_HOME");
-    unsetenv("HOME");
+    m_home.env.set("XDG_CONFIG_HOME", nullptr);
+    m_home.env.set("HOME", nullptr);
     std::string none = "x";
     EXPECT_EQ(m_pZep->encryptPboxPassword("s3cret pass", none), 0);
     EXPECT_TRUE(none.empty());

@@ -298,4 +298,34 @@ std::string readFile(const std::string& path) {
     return ss.str();
 }
 
+mode_t modeOf(const std::string& path) {
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
+}
+
+bool exists(const std::string& path) {
+    return ::access(path.c_str(), F_OK) == 0;
+}
+
+void ScopedEnv::set(const std::string& name, const char* value) {
+    const char* old = std::getenv(name.c_str());
+    m_saved.push_back({name, {old != nullptr, old != nullptr ? old : ""}});
+    value != nullptr ? ::setenv(name.c_str(), value, 1) : ::unsetenv(name.c_str());
+}
+
+ScopedEnv::~ScopedEnv() {
+    for (auto it = m_saved.rbegin(); it != m_saved.rend(); ++it) {
+        it->second.first ? ::setenv(it->first.c_str(), it->second.second.c_str(), 1) : ::unsetenv(it->first.c_str());
+    }
+}
+
+PrivateHome::PrivateHome() {
+    const std::pair<const char*, const char*> folders[] = {
+        {"HOME", "/home"}, {"XDG_STATE_HOME", "/state"}, {"XDG_RUNTIME_DIR", "/run"}, {"XDG_CONFIG_HOME", "/config"}};
+    for (const auto& f : folders) {
+        ::mkdir((root() + f.second).c_str(), 0700);
+        env.set(f.first, root() + f.second);
+    }
+}
+
 }  // namespace pelatest

@@ -107,5 +107,36 @@ boost::property_tree::ptree call(HostProcess& host, const std::string& clientId,
 // Writes the site whitelist file under configHome.
 void writePreferences(const std::string& configHome, const std::string& json);
 std::string readFile(const std::string& path);
+// Permission bits of a path, 0 when it does not exist.
+mode_t modeOf(const std::string& path);
+bool exists(const std::string& path);
+
+// Environment changes undone (in reverse order) when it goes out of scope.
+class ScopedEnv {
+public:
+    ScopedEnv() = default;
+    ScopedEnv(const std::string& name, const char* value) { set(name, value); }
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+    // Sets, or for nullptr removes, the variable.
+    void set(const std::string& name, const char* value);
+    void set(const std::string& name, const std::string& value) { set(name, value.c_str()); }
+
+private:
+    std::vector<std::pair<std::string, std::pair<bool, std::string>>> m_saved;
+};
+
+// A private home: root()/home, /state, /run and /config as HOME,
+// XDG_STATE_HOME, XDG_RUNTIME_DIR and XDG_CONFIG_HOME for the scope.
+class PrivateHome {
+public:
+    PrivateHome();
+    const std::string& root() const { return m_dir.path(); }
+    ScopedEnv env;
+
+private:
+    TempDir m_dir;
+};
 
 }  // namespace pelatest

@@ -20,7 +20,6 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
-#include "CapturingLog.h"
 #include "HostProcess.h"
 #include "channel/PlatformUtil.h"
 #include "logging/FileUtil.h"
@@ -29,7 +28,9 @@
 
 namespace {
 
-using tessel::test::CapturingLog;
+using pelatest::exists;
+using pelatest::modeOf;
+using pelatest::ScopedEnv;
 
 std::vector<std::string> readLines(const std::string& path) {
     std::ifstream in(path);
@@ -41,15 +42,6 @@ std::vector<std::string> readLines(const std::string& path) {
     return lines;
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
-}
-
-bool exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
-}
-
 // A fresh folder per test; logging is closed again afterwards so that no
 // test writes into another's file.
 class LoggingTest : public testing::Test {
@@ -58,21 +50,6 @@ protected:
 
     pelatest::TempDir m_tmp;
     const std::string m_dir = m_tmp.path();
-};
-
-// Sets (or, for nullptr, removes) one variable for the scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : m_name(name), m_had(getenv(name) != nullptr) {
-        m_old = m_had ? getenv(name) : "";
-        value ? setenv(name, value, 1) : unsetenv(name);
-    }
-    ~ScopedEnv() { m_had ? setenv(m_name.c_str(), m_old.c_str(), 1) : unsetenv(m_name.c_str()); }
-
-private:
-    std::string m_name;
-    bool m_had;
-    std::string m_old;
 };
 
 class ScopedUmask {

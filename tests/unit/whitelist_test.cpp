@@ -22,12 +22,8 @@ using tessel::FlatJsonObject;
 
 namespace {
 
+using pelatest::modeOf;
 using pelatest::readFile;
-
-mode_t modeOf(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
-}
 
 // Each test gets its own config home, so nothing touches the real one.
 class WhitelistTest : public ::testing::Test {
@@ -66,14 +62,11 @@ protected:
 
 TEST_F(WhitelistTest, PreferencesPathFollowsXdgConfigHomeThenHome) {
     EXPECT_EQ(m_path, m_root + "/config/com.norva.Tollbridge/preferences.json");
-    const char* home = std::getenv("HOME");
-    const std::string oldHome = home ? home : "";
-    setenv("HOME", "/home/someone", 1);
-    setenv("XDG_CONFIG_HOME", "relative/is/ignored", 1);
+    pelatest::ScopedEnv env("HOME", "/home/someone");
+    env.set("XDG_CONFIG_HOME", "relative/is/ignored");
     EXPECT_EQ(ClientAuthWhitelist::getPreferencesPath(), "/home/someone/.config/com.norva.Tollbridge/preferences.json");
-    setenv("XDG_CONFIG_HOME", "/x/y/", 1);
+    env.set("XDG_CONFIG_HOME", "/x/y/");
     EXPECT_EQ(ClientAuthWhitelist::getPreferencesPath(), "/x/y/com.norva.Tollbridge/preferences.json");
-    home ? setenv("HOME", oldHome.c_str(), 1) : unsetenv("HOME");
 }
 
 TEST_F(WhitelistTest, OddHostNamesRoundTripExactlyAndCaseMatters) {

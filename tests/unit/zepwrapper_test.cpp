@@ -135,25 +135,11 @@ void engineLog(const char* domain, BctbxLogLevel level, const char* fmt, ...) {
     va_end(args);
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
-}
-
-bool exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
-}
-
 // --- fixture -----------------------------------------------------------------
 
 class ZepWrapperTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        m_root = m_dir.path();
-        for (const char* sub : {"/home", "/state", "/run"}) ASSERT_EQ(mkdir((m_root + sub).c_str(), 0700), 0);
-        setEnv("HOME", m_root + "/home");
-        setEnv("XDG_STATE_HOME", m_root + "/state");
-        setEnv("XDG_RUNTIME_DIR", m_root + "/run");
         pZep = zepWrapperGetInterface();
         ASSERT_NE(pZep, nullptr);
     }
@@ -161,19 +147,6 @@ protected:
     void TearDown() override {
         pZep->stop();
         for (const auto& spObserver : m_registered) pZep->unregisterObserver(spObserver);
-        for (const auto& saved : m_savedEnv) {
-            if (saved.second.first) {
-                setenv(saved.first.c_str(), saved.second.second.c_str(), 1);
-            } else {
-                unsetenv(saved.first.c_str());
-            }
-        }
-    }
-
-    void setEnv(const std::string& name, const std::string& value) {
-        const char* old = std::getenv(name.c_str());
-        m_savedEnv.emplace(name, std::make_pair(old != nullptr, std::string(old != nullptr ? old : "")));
-        setenv(name.c_str(), value.c_str(), 1);
     }
 
     template <class T>
@@ -201,10 +174,9 @@ protected:
     std::string stateFolder() const { return m_root + "/state/Marlin Web SDK/zep"; }
 
     ZepWrapperAPI* pZep = nullptr;
-    pelatest::TempDir m_dir;
-    std::string m_root;
+    pelatest::PrivateHome m_home;
+    const std::string m_root = m_home.root();
     std::vector<std::shared_ptr<IObserverObject>> m_registered;
-    std::map<std::string, std::pair<bool, std::string>> m_savedEnv;
 };
 
 // --- life cycle ----------------------------------------------------------------
@@ -258,31 +230,31 @@ TEST_F(ZepWrapperTest, EngineFilesLandInThePrivateStateFolder) {
     pumpSome(20);
     pZep->stop();
 
-    EXPECT_EQ(modeOf(stateFolder()), 0700u);
-    EXPECT_EQ(modeOf(m_root + "/state/Marlin Web SDK"), 0700u);
-    EXPECT_TRUE(exists(stateFolder() + "/linphonerc"));
-    EXPECT_TRUE(exists(stateFolder() + "/linphone.db"));
+    EXPECT_EQ(pelatest::modeOf(stateFolder()), 0700u);
+    EXPECT_EQ(pelatest::modeOf(m_root + "/state/Marlin Web SDK"), 0700u);
+    EXPECT_TRUE(pelatest::exists(stateFolder() + "/linphonerc"));
+    EXPECT_TRUE(pelatest::exists(stateFolder() + "/linphone.db"));
     // Nothing beside our folder, and nothing in the home folder.
-    EXPECT_FALSE(exists(m_root + "/state/Marlin Web SDK/zeplinphone.db"));
-    EXPECT_FALSE(exists(m_root + "/home/.local"));
-    EXPECT_FALSE(exists(m_root + "/home/.config"));
+    EXPECT_FALSE(pelatest::exists(m_root + "/state/Marlin Web SDK/zeplinphone.db"));
+    EXPECT_FALSE(pelatest::exists(m_root + "/home/.local"));
+    EXPECT_FALSE(pelatest::exists(m_root + "/home/.config"));
 }
 
 TEST_F(ZepWrapperTest, StateFolderFallsBackToHomeAndRefusesAFile) {
     // A relative XDG_STATE_HOME does not count.
-    setEnv("XDG_STATE_HOME", "relative/state");
+    m_home.env.set("XDG_STATE_HOME", "relative/state");
     pZep->start();
     ASSERT_TRUE(pZep->isStarted());
     pZep->stop();
     const std::string fallback = m_root + "/home/.local/state/Marlin Web SDK/zep";
-    EXPECT_TRUE(exists(fallback + "/linphonerc"));
-    EXPECT_EQ(modeOf(fallback), 0700u);
+    EXPECT_TRUE(pelatest::exists(fallback + "/linphonerc"));
+    EXPECT_EQ(pelatest::modeOf(fallback), 0700u);
 
     // A state home that is a file: start fails cleanly and says why.
     ZepLogCapture log;
     const std::string file = m_root + "/not-a-folder";
     close(open(file.c_str(), O_CREAT | O_WRONLY, 0600));
-    setEnv("XDG_STATE_HOME", file);
+    m_home.env.set("XDG_STATE_HOME", file);
     auto spStartup = observe<StartupRecorder>();
     pZep->start();
     EXPECT_FALSE(pZep->isStarted());
@@ -295,7 +267,7 @@ TEST_F(ZepWrapperTest, StateFolderFallsBackToHomeAndRefusesAFile) {
     EXPECT_NE(failures[0].text.find(file), std::string::npos);
 
     // Fixed up, it starts.
-    setEnv("XDG_STATE_HOME", m_root + "/state");
+    m_home.env.set("XDG_STATE_HOME", m_root + "/state");
     pZep->start();
     EXPECT_TRUE(pZep->isStarted());
 }
