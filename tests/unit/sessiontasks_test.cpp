@@ -13,6 +13,7 @@
 #include "FakeConfirmDialog.h"
 #include "FakeZepWCmdClient.h"
 #include "HostProcess.h"
+#include "TaskBench.h"
 #include "clients/ClientManager.h"
 #include "dispatch/AuthorizationTask.h"
 #include "dispatch/StopTask.h"
@@ -30,6 +31,8 @@ using tessel::test::CapturingLog;
 using tessel::test::CapturingSink;
 using tessel::test::FakeConfirmDialog;
 using tessel::test::FakeZepWCmdClient;
+using tessel::test::obj;
+using tessel::test::runTask;
 
 namespace {
 
@@ -90,21 +93,6 @@ protected:
         return ctx;
     }
 
-    template <class T>
-    void run(std::shared_ptr<ITaskContext> ctx) {
-        T task;
-        task.setContext(ctx);
-        task.execute();
-    }
-
-    static std::shared_ptr<Ptree> tree(std::initializer_list<std::pair<std::string, std::string>> members) {
-        auto t = std::make_shared<Ptree>();
-        for (const auto& m : members) {
-            t->push_back(std::make_pair(m.first, Ptree(m.second)));
-        }
-        return t;
-    }
-
     static const Ptree& server(const Ptree& message) {
         return message.get_child("norvaChannelMessage.norvaSDKServerMessage");
     }
@@ -124,10 +112,10 @@ private:
 
 TEST_F(SessionTasksTest, InitStartsTheFrameworkOnceAndOnlyForAWhitelistedSite) {
     auto trusted = registered("t", "trusted.example");
-    run<InitTask>(context(registered("p", "plain.example"), "init"));
+    runTask<InitTask>(context(registered("p", "plain.example"), "init"));
     EXPECT_EQ(spZep->startCount(), 0);
-    run<InitTask>(context(trusted, "init", tree({{"anything", "goes"}})));
-    run<InitTask>(context(trusted, "init"));
+    runTask<InitTask>(context(trusted, "init", obj({{"anything", "goes"}})));
+    runTask<InitTask>(context(trusted, "init"));
     EXPECT_EQ(spZep->startCount(), 1);  // already running
 
     auto messages = spOut->messages();
@@ -142,7 +130,7 @@ TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
         spOut->clear();
         auto ctx = context(client, "init");
         ctx->setIsRunByChrome(chrome);
-        run<InitTask>(ctx);
+        runTask<InitTask>(ctx);
         auto texts = spOut->texts();
         ASSERT_EQ(texts.size(), 1u);
         // Typed booleans; only two follow the framing.
@@ -162,55 +150,37 @@ TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
     }
 }
 
-// A missing collaborator or a request with content is logged; where the task
-// can still answer, the page gets a syntax error. The framework never starts.
+// Where the task can still answer a missing collaborator or unwanted content,
+// the page gets a syntax error. The framework never starts.
 TEST_F(SessionTasksTest, MissingCollaboratorsAndUnwantedContent) {
     auto client = registered("c", "trusted.example");
     auto fresh = registered("f", "plain.example");
+    auto without = [&](std::shared_ptr<ChannelClient> who, const char* name, bool manager) {
+        auto c = context(who, name);
+        manager ? c->setClientManager(nullptr) : c->setZepCmdcli(nullptr);
+        return c;
+    };
     const struct {
         std::function<void()> run;
-        const char* logged;
         bool errorReply;
     } cases[] = {
+        {[&] { runTask<InitTask>(without(client, "init", true)); }, true},
+        {[&] { runTask<InitTask>(without(client, "init", false)); }, false},
+        {[&] { runTask<InitTask>(context(nullptr, "init")); }, false},
         {[&] {
-             auto c = context(client, "init");
-             c->setClientManager(nullptr);
-             run<InitTask>(c);
+             runTask<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", obj({{"x", "1"}})));
          },
-         "UNEXPECTED InitTask::execute context contains no ClientManager. Unable to process request.", true},
-        {[&] {
-             auto c = context(client, "init");
-             c->setZepCmdcli(nullptr);
-             run<InitTask>(c);
-         },
-         "UNEXPECTED InitTask::execute context contains no ZepCmdcli. Unable to process request.", false},
-        {[&] { run<InitTask>(context(nullptr, "init")); },
-         "UNEXPECTED InitTask::execute context contains no ChannelClient. Unable to process request.", false},
-        {[&] {
-             run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization", tree({{"x", "1"}})));
-         },
-         "Syntax error: no input content should be specified", true},
-        {[&] {
-             auto c = context(fresh, "showUserAuthorization");
-             c->setZepCmdcli(nullptr);
-             run<ShowUserAuthorizationTask>(c);
-         },
-         "UNEXPECTED ShowUserAuthorizationTask::execute no spZepCmdcli", false},
-        {[&] {
-             auto c = context(fresh, "showUserAuthorization");
-             c->setClientManager(nullptr);
-             run<ShowUserAuthorizationTask>(c);
-         },
-         "UNEXPECTED ShowUserAuthorizationTask::execute no spClientManager", true},
+         true},
+        {[&] { runTask<ShowUserAuthorizationTask>(without(fresh, "showUserAuthorization", false)); }, false},
+        {[&] { runTask<ShowUserAuthorizationTask>(without(fresh, "showUserAuthorization", true)); }, true},
     };
-    for (const auto& c : cases) {
+    for (size_t i = 0; i < sizeof(cases) / sizeof(cases[0]); ++i) {
         spOut->clear();
-        c.run();
-        EXPECT_TRUE(log.contains(c.logged)) << c.logged;
+        cases[i].run();
         auto messages = spOut->messages();
-        ASSERT_EQ(messages.size(), c.errorReply ? 1u : 0u) << c.logged;
-        if (c.errorReply) {
-            EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError") << c.logged;
+        ASSERT_EQ(messages.size(), cases[i].errorReply ? 1u : 0u) << i;
+        if (cases[i].errorReply) {
+            EXPECT_EQ(server(messages[0]).get<std::string>("error"), "eSyntaxError") << i;
         }
     }
     EXPECT_TRUE(dialogs.empty());
@@ -219,7 +189,7 @@ TEST_F(SessionTasksTest, MissingCollaboratorsAndUnwantedContent) {
 
 TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     auto fresh = registered("f", "plain.example");
-    run<ShowUserAuthorizationTask>(context(registered("t", "trusted.example"), "showUserAuthorization"));
+    runTask<ShowUserAuthorizationTask>(context(registered("t", "trusted.example"), "showUserAuthorization"));
     EXPECT_EQ(spZep->startCount(), 1);
     auto texts = spOut->texts();
     ASSERT_EQ(texts.size(), 2u);  // the event first, then the reply
@@ -232,7 +202,7 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
     EXPECT_EQ(server(messages[1]).count("content") + server(messages[1]).count("error"), 0u);
 
     spOut->clear();
-    run<ShowUserAuthorizationTask>(context(registered("d", "plain.example", "Opera"), "showUserAuthorization"));
+    runTask<ShowUserAuthorizationTask>(context(registered("d", "plain.example", "Opera"), "showUserAuthorization"));
     texts = spOut->texts();
     ASSERT_EQ(texts.size(), 2u);
     EXPECT_EQ(rawValue(texts[0], "content"), "false");
@@ -240,8 +210,8 @@ TEST_F(SessionTasksTest, ShowUserAuthorizationByStatus) {
 
     // Must show, then pending: the dialog opens once and the page hears nothing but the replies.
     spOut->clear();
-    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
-    run<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
+    runTask<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
+    runTask<ShowUserAuthorizationTask>(context(fresh, "showUserAuthorization"));
     EXPECT_EQ(dialogs.size(), 1u);
     messages = spOut->messages();
     ASSERT_EQ(messages.size(), 2u);
@@ -269,11 +239,11 @@ TEST_F(SessionTasksTest, AuthorizationTaskStartsAndTellsTheClient) {
         return c;
     };
 
-    run<AuthorizationTask>(ctx(tree({{"clientId", "a"}, {"authorized", "false"}})));
+    runTask<AuthorizationTask>(ctx(obj({{"clientId", "a"}, {"authorized", "false"}})));
     EXPECT_EQ(spZep->startCount(), 0);
-    run<AuthorizationTask>(ctx(tree({{"clientId", "a"}, {"authorized", "true"}})));
+    runTask<AuthorizationTask>(ctx(obj({{"clientId", "a"}, {"authorized", "true"}})));
     EXPECT_EQ(spZep->startCount(), 1);
-    run<AuthorizationTask>(ctx(tree({{"clientId", "b"}, {"authorized", "true"}})));
+    runTask<AuthorizationTask>(ctx(obj({{"clientId", "b"}, {"authorized", "true"}})));
     EXPECT_EQ(spZep->startCount(), 1);
 
     auto texts = spOut->texts();
@@ -288,39 +258,39 @@ TEST_F(SessionTasksTest, AuthorizationTaskStartsAndTellsTheClient) {
 
 TEST_F(SessionTasksTest, AuthorizationTaskWithBadContentDoesNothing) {
     const std::vector<std::shared_ptr<Ptree>> bad = {
-        tree({{"clientId", "a"}, {"authorized", "true"}, {"extra", "1"}}),
-        tree({{"clientId", "a"}, {"authorized", "true"}, {"authorized", "true"}}),
-        tree({{"clientId", "a"}}),
-        tree({{"authorized", "true"}}),
-        tree({{"clientId", "a"}, {"authorized", "True"}}),
+        obj({{"clientId", "a"}, {"authorized", "true"}, {"extra", "1"}}),
+        obj({{"clientId", "a"}, {"authorized", "true"}, {"authorized", "true"}}),
+        obj({{"clientId", "a"}}),
+        obj({{"authorized", "true"}}),
+        obj({{"clientId", "a"}, {"authorized", "True"}}),
         nullptr,
     };
     for (const auto& content : bad) {
-        run<AuthorizationTask>(context(nullptr, "", content));
+        runTask<AuthorizationTask>(context(nullptr, "", content));
     }
     EXPECT_EQ(spOut->size(), 0u);
     EXPECT_EQ(spZep->startCount(), 0);
 
-    auto noSink = context(nullptr, "", tree({{"clientId", "a"}, {"authorized", "true"}}));
+    auto noSink = context(nullptr, "", obj({{"clientId", "a"}, {"authorized", "true"}}));
     noSink->setTaskDoneSink(nullptr);
-    run<AuthorizationTask>(noSink);
+    runTask<AuthorizationTask>(noSink);
     EXPECT_EQ(spZep->startCount(), 0);
 }
 
 TEST_F(SessionTasksTest, StopTaskStopsOnlyARunningFramework) {
     auto ctx = context(nullptr, "", std::make_shared<Ptree>());
-    run<StopTask>(ctx);
+    runTask<StopTask>(ctx);
     EXPECT_EQ(spZep->stopCount(), 0);
 
     spZep->setStarted(true);
-    run<StopTask>(context(nullptr, "", tree({{"x", "1"}})));
+    runTask<StopTask>(context(nullptr, "", obj({{"x", "1"}})));
     EXPECT_EQ(spZep->stopCount(), 0);
-    run<StopTask>(ctx);
+    runTask<StopTask>(ctx);
     EXPECT_EQ(spZep->stopCount(), 1);
     EXPECT_FALSE(spZep->isZepWrapperStarted());
 
     auto noZep = context(nullptr, "", std::make_shared<Ptree>());
     noZep->setZepCmdcli(nullptr);
-    run<StopTask>(noZep);
+    runTask<StopTask>(noZep);
     EXPECT_EQ(spOut->size(), 0u);
 }
