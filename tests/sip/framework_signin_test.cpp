@@ -1,5 +1,5 @@
 // What the telephony framework keeps to itself, against a real Kamailio on loopback: the engine's
-// file, the retry pacing, the password vault, the order of its reports when it stops. What a page
+// file, the password vault, the order of its reports when it stops. What a page
 // sees is tested through the host. The test thread pumps the framework as the host's task thread
 // does, with bounded waits.
 
@@ -180,30 +180,6 @@ TEST_F(FrameworkSignIn, TheEngineFileKeepsOnlyTheDigestAndResetDataEmptiesIt) {
     EXPECT_EQ(rc.find("[auth_info_"), std::string::npos) << rc;
     EXPECT_EQ(rc.find("[proxy_"), std::string::npos) << rc;
     EXPECT_EQ(rc.find("bob@"), std::string::npos) << rc;
-}
-
-TEST_F(FrameworkSignIn, RetriesAnUnreachableRegistrarAfter2Then4Then8Seconds) {
-    m_sip.stop();
-    ASSERT_NO_FATAL_FAILURE(signIn("carol", m_sip.password("carol")));
-    std::vector<std::chrono::steady_clock::time_point> failures;
-    for (size_t n = 1; n <= 4; ++n) {
-        ASSERT_TRUE(waitFor("connectionfailure ServerUnreachable", n, 15s))
-            << ::testing::PrintToString(m_spLogin->lines);
-        failures.push_back(std::chrono::steady_clock::now());
-    }
-    // Pumped every few milliseconds, so each gap is the pause plus a refused connect.
-    for (size_t i = 1; i < failures.size(); ++i) {
-        const auto pause = std::chrono::seconds(1 << i);
-        EXPECT_GE(failures[i] - failures[i - 1], pause - 100ms) << "pause " << i;
-        EXPECT_LT(failures[i] - failures[i - 1], pause + 1500ms) << "pause " << i;
-    }
-    EXPECT_EQ(m_spLogin->count("loggedin"), 0u);
-
-    ASSERT_TRUE(m_sip.restart()) << m_sip.error();
-    ASSERT_TRUE(waitFor("loggedin", 1, 30s)) << ::testing::PrintToString(m_spLogin->lines);
-    std::string status;
-    EXPECT_EQ(m_pZep->getConnectionStatus(status), 0);
-    EXPECT_EQ(status, "Connected");
 }
 
 TEST_F(FrameworkSignIn, StoppingEndsLiveCallsAndReportsThemBeforeItReportsStopped) {

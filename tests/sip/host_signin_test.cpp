@@ -179,19 +179,43 @@ TEST_F(HostSignInTest, WrongPasswordAsksAgainAndMalformedAddressIsRefused) {
     EXPECT_TRUE(page.waitForEvent("loggedin", 20s));
 }
 
-TEST_F(HostSignInTest, RegistrarDownThenBack) {
+TEST_F(HostSignInTest, RegistrarDownIsRetriedAfter2Then4Then8SecondsUntilItIsBack) {
     SignedInHost page(sip);
     ASSERT_TRUE(page.start("tcp")) << page.why();
     sip.stop();
     ptree prompt;
     promptFor(page, "bob@" + sip.domain(), &prompt);
+    // The first failure may come in while the credentials' reply is awaited.
+    const size_t from = page.seen().size();
     sendCredentials(page, prompt, "bob", sip.password("bob"));
-    ptree failure;
-    ASSERT_TRUE(page.waitForEvent("connectionfailure", 20s, &failure));
+    auto unreachable = [&] {
+        size_t n = 0;
+        for (size_t i = from; i < page.seen().size(); ++i) {
+            ptree m = pelatest::parseJson(page.seen()[i]);
+            n += pelatest::isEvent(m, "connectionfailure") &&
+                 SignedInHost::field(m, "content").rfind("ServerUnreachable", 0) == 0;
+        }
+        return n;
+    };
+    std::vector<std::chrono::steady_clock::time_point> failures;
+    for (const auto deadline = std::chrono::steady_clock::now() + 40s;
+         failures.size() < 4 && std::chrono::steady_clock::now() < deadline;) {
+        for (size_t n = unreachable(); failures.size() < n;) failures.push_back(std::chrono::steady_clock::now());
+        if (failures.size() < 4) page.waitForEvent("connectionfailure", 1s);
+    }
+    ASSERT_EQ(failures.size(), 4u);
+    // The host pumps every millisecond, so each gap is the pause plus a refused connect.
+    for (size_t i = 1; i < failures.size(); ++i) {
+        const auto pause = std::chrono::seconds(1 << i);
+        EXPECT_GE(failures[i] - failures[i - 1], pause - 100ms) << "pause " << i;
+        EXPECT_LT(failures[i] - failures[i - 1], pause + 1500ms) << "pause " << i;
+    }
 
     ASSERT_TRUE(sip.restart()) << sip.error();
-    // The framework retries with back-off; bounded well above its longest pause.
+    // Bounded well above the longest pause.
     EXPECT_TRUE(page.waitForEvent("loggedin", 60s));
+    EXPECT_EQ(SignedInHost::field(page.call("getProperty", "\"connectionStatus\""), "content.connectionStatus"),
+              "Connected");
 }
 
 TEST_F(HostSignInTest, LogoutAndResetData) {
