@@ -287,11 +287,12 @@ TEST_F(ClientManagerTest, UnregisterCancelsOpenDialogFromAnotherThread) {
     show("a");
     ASSERT_EQ(dialogs.size(), 1u);
 
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(leave("a"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "waited for an answer that came";
 
     EXPECT_EQ(dialogs[0]->endCount, 1);
     EXPECT_EQ(spManager->getClientCount(), 0u);
-    EXPECT_FALSE(log.contains("UNEXPECTED ACD for client id=[a] did not close"));
     // The answer arrived before the entry was dropped.
     EXPECT_TRUE(firedAuthorizations().empty());
     EXPECT_EQ(spSink->tasksOf<StopTask>().size(), 1u);
@@ -301,7 +302,6 @@ TEST_F(ClientManagerTest, UnregisterCancelsOpenDialogFromAnotherThread) {
     EXPECT_EQ(status("a"), MustShowAuth);
     show("a");
     EXPECT_EQ(dialogs.size(), 2u);
-    EXPECT_FALSE(log.contains("UNEXPECTED ACD object already exists"));
 }
 
 TEST_F(ClientManagerTest, UnregisterGivesUpOnDialogThatNeverAnswers) {
@@ -311,8 +311,9 @@ TEST_F(ClientManagerTest, UnregisterGivesUpOnDialogThatNeverAnswers) {
 
     auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(leave("a"));
+    // The close is awaited for 10 s, then given up.
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(9900));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
-    EXPECT_TRUE(log.contains("UNEXPECTED ACD for client id=[a] did not close"));
     EXPECT_EQ(spManager->getClientCount(), 0u);
 
     // Its answer, when it finally comes, finds nobody.

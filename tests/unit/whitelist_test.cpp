@@ -159,11 +159,9 @@ TEST_F(WhitelistTest, UnusableFileIsKeptAsideAndTreatedAsEmpty) {
     for (const std::string& text : bad) {
         SCOPED_TRACE(text);
         writePrefs(text);
-        m_log.clear();
         EXPECT_FALSE(allowed(L"a.test"));
         EXPECT_NE(access(m_path.c_str(), F_OK), 0);
         EXPECT_EQ(readFile(m_path + ".corrupt"), text);
-        EXPECT_TRUE(m_log.contains("kept aside as [" + m_path + ".corrupt]"));
     }
     // The next write starts from an empty object.
     writePrefs("not json at all");
