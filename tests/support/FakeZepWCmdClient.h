@@ -10,11 +10,17 @@ namespace test {
 // Counts what tasks ask of the framework; no framework behind it.
 class FakeZepWCmdClient : public IZepWCmdClient {
 public:
-    void startZepWrapper() override;
-    ZepWrapperAPI* getZepWrapper() const override;
-    void stopZepWrapper() override;
-    void pumpNextDispatcherTask() override;
-    bool isZepWrapperStarted() override;
+    void startZepWrapper() override {
+        ++m_startCount;
+        m_started = true;
+    }
+    ZepWrapperAPI* getZepWrapper() const override { return m_pZepW; }
+    void stopZepWrapper() override {
+        ++m_stopCount;
+        m_started = false;
+    }
+    void pumpNextDispatcherTask() override { ++m_pumpCount; }
+    bool isZepWrapperStarted() override { return m_started; }
 
     // Pretend the framework is (not) running without counting a start or stop.
     void setStarted(bool started) { m_started = started; }
