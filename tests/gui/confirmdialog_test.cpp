@@ -331,8 +331,6 @@ TEST_F(ConfirmDialogGuiTest, ShowsTextsButtonsAndIconAboveOtherWindows) {
     const long flags = std::strtol(hints.out.c_str() + space + 1, nullptr, 10);
     EXPECT_NE(flags & 0x100, 0) << "no urgency hint in WM_HINTS flags " << flags;  // XUrgencyHint
 
-    EXPECT_EQ(iconPath.substr(iconPath.rfind('/')), "/audio-and-camera-icon.png");
-
     ASSERT_TRUE(Xvfb::typeInto(id, "alt+n"));
     ASSERT_TRUE(answer->waitCalls(1, 10s));
     EXPECT_FALSE(answer->userConfirm);

@@ -48,10 +48,23 @@ TEST_P(HostFraming, SessionCommandsAnswerAnUnauthorizedPage) {
     auto content = init.get_child("norvaChannelMessage.norvaSDKServerMessage.content");
     EXPECT_EQ(content.get<std::string>("userauthstatus"), "MustShowAuth");
     EXPECT_EQ(content.get<std::string>("instanceId"), std::to_string(host.pid()));
-    // Capabilities are real JSON booleans, not strings.
-    EXPECT_TRUE(std::regex_search(raw, std::regex("\"video\": true")));
-    EXPECT_TRUE(std::regex_search(
-        raw, std::regex(std::string("\"externalWindowDocking\": ") + (GetParam() ? "true" : "false"))));
+    // Capabilities are real JSON booleans, not strings; only two follow the framing.
+    const bool chrome = GetParam();
+    const std::pair<const char*, bool> capabilities[] = {{"video", true},
+                                                         {"multireg", true},
+                                                         {"delayedUserAuth", true},
+                                                         {"certValidation", true},
+                                                         {"videoPluginObject", !chrome},
+                                                         {"externalWindowDocking", chrome},
+                                                         {"showingDockingTarget", true},
+                                                         {"ringtoneSelection", false},
+                                                         {"ringOnAllDevices", false}};
+    for (const auto& c : capabilities) {
+        EXPECT_NE(raw.find(std::string("\"") + c.first + "\": " + (c.second ? "true" : "false")), std::string::npos)
+            << c.first << "\n"
+            << raw;
+    }
+    EXPECT_EQ(content.get_child("capabilities").size(), 9u);
 
     auto status = call(host, "p1", "unknown.example.org", "getUserAuthStatus", "m3");
     EXPECT_EQ(status.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content"), "MustShowAuth");

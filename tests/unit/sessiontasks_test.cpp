@@ -124,32 +124,6 @@ TEST_F(SessionTasksTest, InitStartsTheFrameworkOnceAndOnlyForAWhitelistedSite) {
     EXPECT_EQ(server(messages[1]).get<std::string>("content.userauthstatus"), "UserAuthorized");
 }
 
-TEST_F(SessionTasksTest, InitCapabilitiesFollowChannelMode) {
-    auto client = registered("c", "plain.example");
-    for (bool chrome : {true, false}) {
-        spOut->clear();
-        auto ctx = context(client, "init");
-        ctx->setIsRunByChrome(chrome);
-        runTask<InitTask>(ctx);
-        auto texts = spOut->texts();
-        ASSERT_EQ(texts.size(), 1u);
-        // Typed booleans; only two follow the framing.
-        const std::pair<const char*, bool> expected[] = {{"video", true},
-                                                         {"multireg", true},
-                                                         {"delayedUserAuth", true},
-                                                         {"certValidation", true},
-                                                         {"videoPluginObject", !chrome},
-                                                         {"externalWindowDocking", chrome},
-                                                         {"showingDockingTarget", true},
-                                                         {"ringtoneSelection", false},
-                                                         {"ringOnAllDevices", false}};
-        for (const auto& capability : expected) {
-            EXPECT_EQ(rawValue(texts[0], capability.first), capability.second ? "true" : "false") << capability.first;
-        }
-        EXPECT_EQ(server(spOut->messages()[0]).get_child("content.capabilities").size(), 9u);
-    }
-}
-
 // Where the task can still answer a missing collaborator or unwanted content,
 // the page gets a syntax error. The framework never starts.
 TEST_F(SessionTasksTest, MissingCollaboratorsAndUnwantedContent) {
