@@ -1,5 +1,4 @@
-// The client registry against the real whitelist file (in a private
-// XDG_CONFIG_HOME per test) with a scripted confirmation dialog.
+// The client registry against the real whitelist file with scripted dialogs.
 #include "clients/ClientManager.h"
 
 #include <stdlib.h>
@@ -9,10 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "CapturingLog.h"
-#include "CapturingSink.h"
-#include "FakeConfirmDialog.h"
-#include "HostProcess.h"
+#include "RegistryBench.h"
 #include "clients/ClientInfo.h"
 #include "dispatch/AuthorizationTask.h"
 #include "dispatch/StopTask.h"
@@ -23,79 +19,25 @@
 using namespace tessel;
 using tessel::test::CapturingLog;
 using tessel::test::CapturingSink;
-using tessel::test::FakeConfirmDialog;
+using tessel::test::makeClient;
 
 namespace {
 
-std::shared_ptr<ChannelClient> makeClient(const std::string& id, const std::string& hostname,
-                                          const std::string& type = "Chrome", const std::string& url = "",
-                                          const std::string& name = "") {
-    auto client = std::make_shared<ChannelClient>();
-    client->setId(id);
-    client->setHostname(hostname);
-    client->setType(type);
-    client->setUrl(url);
-    client->setName(name);
-    return client;
-}
-
-class ClientManagerTest : public ::testing::Test {
+class ClientManagerTest : public tessel::test::RegistryBench {
 protected:
-    void SetUp() override {
-        setenv("XDG_CONFIG_HOME", m_configDir.path().c_str(), 1);
-        setenv("LC_ALL", "C", 1);
-        spSink = std::make_shared<CapturingSink>();
-        spManager = std::make_shared<ClientManager>();
-        spManager->setLog(&log);
-        spManager->setTaskInSink(spSink);
-        spManager->setDialogFactory([this] {
-            auto dialog = std::make_shared<FakeConfirmDialog>(cancelOnEnd ? &threads : nullptr);
-            dialogs.push_back(dialog);
-            return dialog;
-        });
-    }
-
-    void TearDown() override {
-        for (std::thread& t : threads) {
-            t.join();
-        }
-        spManager.reset();
-        dialogs.clear();
-        unsetenv("XDG_CONFIG_HOME");
-        unsetenv("LC_ALL");
-    }
-
-    bool add(const std::string& id, const std::string& hostname, const std::string& type = "Chrome") {
-        return spManager->registerChannelClient(makeClient(id, hostname, type));
-    }
-    void show(const std::string& id) { spManager->showUserAuthorization(makeClient(id, "")); }
-    bool leave(const std::string& id) { return spManager->unregisterChannelClient(makeClient(id, "")); }
-
-    AuthStatus status(const std::string& id) { return spManager->getClientAuthStatus(makeClient(id, "", "")); }
-
     bool whitelisted(const std::string& host) { return ClientAuthWhitelist::isSiteWhitelisted(widen(host), nullptr); }
     static std::wstring widen(const std::string& s) { return std::wstring(s.begin(), s.end()); }
 
     // The authorization decisions queued so far, as (clientId, authorized text).
     std::vector<std::pair<std::string, std::string>> firedAuthorizations() {
         std::vector<std::pair<std::string, std::string>> out;
-        for (const auto& task : spSink->tasksOf<AuthorizationTask>()) {
+        for (const auto& task : spIn->tasksOf<AuthorizationTask>()) {
             auto content = task->getTaskContext()->getSDKClientMessage()->getContent();
             out.emplace_back(content->get<std::string>("clientId"), content->get<std::string>("authorized"));
             EXPECT_EQ(content->size(), 2u);
         }
         return out;
     }
-
-    CapturingLog log;
-    std::shared_ptr<CapturingSink> spSink;
-    std::shared_ptr<ClientManager> spManager;
-    std::vector<std::thread> threads;
-    bool cancelOnEnd = false;
-    std::vector<std::shared_ptr<FakeConfirmDialog>> dialogs;
-
-private:
-    pelatest::TempDir m_configDir;
 };
 
 typedef std::pair<std::string, std::string> Fired;
@@ -155,7 +97,7 @@ TEST_F(ClientManagerTest, RejectsMissingClientAndReportsUnknownAsDenied) {
 
     EXPECT_FALSE(spManager->unregisterChannelClient(nullptr));
     EXPECT_FALSE(leave("") || leave("nobody"));
-    EXPECT_EQ(spSink->size(), 0u);
+    EXPECT_EQ(spIn->size(), 0u);
 }
 
 TEST_F(ClientManagerTest, IdentityIsPinnedOnceKnown) {
@@ -225,7 +167,7 @@ TEST_F(ClientManagerTest, DialogIsOpenedOnceWithLocalizedParameters) {
     EXPECT_EQ(dialogs[0]->params.message, L"h.example wants to access your microphone and camera.");
     EXPECT_FALSE(dialogs[0]->params.rtl || dialogs[0]->params.allowButton.empty());
     EXPECT_EQ(status("a"), UserAuthPending);
-    EXPECT_EQ(spSink->size(), 0u);
+    EXPECT_EQ(spIn->size(), 0u);
 
     // A right-to-left locale reaches the next dialog, its message filled in.
     setenv("LC_ALL", "ar_EG.UTF-8", 1);
@@ -294,7 +236,7 @@ TEST_F(ClientManagerTest, UnregisterCancelsOpenDialogFromAnotherThread) {
     EXPECT_EQ(spManager->getClientCount(), 0u);
     // The answer arrived before the entry was dropped.
     EXPECT_TRUE(firedAuthorizations().empty());
-    EXPECT_EQ(spSink->tasksOf<StopTask>().size(), 1u);
+    EXPECT_EQ(spIn->tasksOf<StopTask>().size(), 1u);
 
     // Back as a new page: a fresh dialog, no leftovers.
     ASSERT_TRUE(add("a", "h.example"));
@@ -328,10 +270,10 @@ TEST_F(ClientManagerTest, StopIsQueuedWhenLastAuthorizedClientLeaves) {
     }
     ASSERT_TRUE(add("un1", "plain.example"));
     EXPECT_TRUE(leave("auth1"));
-    EXPECT_TRUE(spSink->tasksOf<StopTask>().empty());
+    EXPECT_TRUE(spIn->tasksOf<StopTask>().empty());
     EXPECT_TRUE(leave("auth2"));
-    ASSERT_EQ(spSink->tasksOf<StopTask>().size(), 1u);
-    auto stopContent = spSink->tasksOf<StopTask>()[0]->getTaskContext()->getSDKClientMessage()->getContent();
+    ASSERT_EQ(spIn->tasksOf<StopTask>().size(), 1u);
+    auto stopContent = spIn->tasksOf<StopTask>()[0]->getTaskContext()->getSDKClientMessage()->getContent();
     EXPECT_TRUE(stopContent && stopContent->empty());
 }
 
@@ -349,6 +291,6 @@ TEST_F(ClientManagerTest, WithoutSinkOrManagerDecisionsAreHarmless) {
     ASSERT_EQ(dialogs.size(), 1u);
     spManager.reset();
     dialogs[0]->answer(true, true);
-    EXPECT_EQ(spSink->size(), 0u);
+    EXPECT_EQ(spIn->size(), 0u);
     EXPECT_FALSE(whitelisted("h.example"));
 }

@@ -8,13 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include "CapturingLog.h"
-#include "CapturingSink.h"
-#include "FakeConfirmDialog.h"
 #include "FakeZepWCmdClient.h"
-#include "HostProcess.h"
+#include "RegistryBench.h"
 #include "TaskBench.h"
-#include "clients/ClientManager.h"
 #include "dispatch/AuthorizationTask.h"
 #include "dispatch/StopTask.h"
 #include "dispatch/TaskContext.h"
@@ -27,9 +23,7 @@
 #include "tasks/session/ShowUserAuthorizationTask.h"
 
 using namespace tessel;
-using tessel::test::CapturingLog;
 using tessel::test::CapturingSink;
-using tessel::test::FakeConfirmDialog;
 using tessel::test::FakeZepWCmdClient;
 using tessel::test::obj;
 using tessel::test::runTask;
@@ -43,37 +37,14 @@ std::string rawValue(const std::string& json, const std::string& key) {
                                                                                                         : "<absent>";
 }
 
-class SessionTasksTest : public ::testing::Test {
+class SessionTasksTest : public tessel::test::RegistryBench {
 protected:
-    void SetUp() override {
-        setenv("XDG_CONFIG_HOME", m_configDir.path().c_str(), 1);
-        spOut = std::make_shared<CapturingSink>();
-        spIn = std::make_shared<CapturingSink>();
-        spZep = std::make_shared<FakeZepWCmdClient>();
-        spManager = std::make_shared<ClientManager>();
-        spManager->setLog(&log);
-        spManager->setTaskInSink(spIn);
-        spManager->setDialogFactory([this] {
-            auto dialog = std::make_shared<FakeConfirmDialog>();
-            dialogs.push_back(dialog);
-            return dialog;
-        });
-        ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr);
-    }
-
-    void TearDown() override {
-        spManager.reset();
-        unsetenv("XDG_CONFIG_HOME");
-    }
+    SessionTasksTest() { ClientAuthWhitelist::whitelistSite(L"trusted.example", nullptr); }
 
     std::shared_ptr<ChannelClient> registered(const std::string& id, const std::string& hostname,
                                               const std::string& type = "Chrome") {
-        auto client = std::make_shared<ChannelClient>();
-        client->setId(id);
-        client->setHostname(hostname);
-        client->setType(type);
-        EXPECT_TRUE(spManager->registerChannelClient(client));
-        return client;
+        EXPECT_TRUE(add(id, hostname, type));
+        return tessel::test::makeClient(id, hostname, type);
     }
 
     // A context as the dispatcher and the task handler together build it.
@@ -97,15 +68,8 @@ protected:
         return message.get_child("norvaChannelMessage.norvaSDKServerMessage");
     }
 
-    CapturingLog log;
-    std::shared_ptr<CapturingSink> spOut;
-    std::shared_ptr<CapturingSink> spIn;
-    std::shared_ptr<FakeZepWCmdClient> spZep;
-    std::shared_ptr<ClientManager> spManager;
-    std::vector<std::shared_ptr<FakeConfirmDialog>> dialogs;
-
-private:
-    pelatest::TempDir m_configDir;
+    std::shared_ptr<CapturingSink> spOut = std::make_shared<CapturingSink>();
+    std::shared_ptr<FakeZepWCmdClient> spZep = std::make_shared<FakeZepWCmdClient>();
 };
 
 }  // namespace
