@@ -388,7 +388,6 @@ TEST_F(ConfirmDialogGuiTest, DialogsAnswerIndependentlyEvenWhenEndedEarlyOrTheir
     dialogB->showConfirmLoadDialog(paramsFor(titleB, L"b.test"), callbackInto(answerB));
     dialogB.reset();                  // before the GTK thread has built the window
     dialogA->endConfirmLoadDialog();  // not on screen yet: changes nothing, here or for B
-    EXPECT_TRUE(m_log.contains("no ACD on screen"));
     release->set_value();
     const std::string idA = Xvfb::waitForWindow(titleA);
     const std::string idB = Xvfb::waitForWindow(titleB);

@@ -145,7 +145,6 @@ TEST_F(ReaderTest, PacketsThatMayCarryPasswordsAreHiddenInTheLogButDispatchedUnc
     expected.push_back(shown);
     EXPECT_EQ(expected, received());
     EXPECT_EQ(4u, m_log.count("[recv] <PACKET NOT SHOWN>"));
-    EXPECT_TRUE(m_log.contains("[recv] " + shown));  // the test is case-sensitive
     EXPECT_FALSE(m_log.contains("s3cret"));
     EXPECT_FALSE(m_log.contains("pbx"));
 }
