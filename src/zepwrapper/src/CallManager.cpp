@@ -5,6 +5,8 @@
 
 #include <linphone/core.h>
 #include <linphone/factory.h>
+#include <mediastreamer2/msfactory.h>
+#include <mediastreamer2/mssndcard.h>
 #include <zepwrapper/ZepCallStateObserver.h>
 
 #include "AccountManager.h"
@@ -41,15 +43,21 @@ std::string text(const char* s) {
     return s ? s : "";
 }
 
-// Something to record from and something to play to.
+// Something to record from and something to play to. The engine's short
+// device list leaves out Linux devices (their type is "Unknown"), and a
+// device's own capability field is not set for a card that can do neither:
+// the extended list and mediastreamer's card are asked instead.
 bool hasSoundCard(LinphoneCore* core) {
     bool record = false;
     bool play = false;
-    bctbx_list_t* devices = linphone_core_get_audio_devices(core);
+    MSSndCardManager* cards = ms_factory_get_snd_card_manager(linphone_core_get_ms_factory(core));
+    bctbx_list_t* devices = linphone_core_get_extended_audio_devices(core);
     for (bctbx_list_t* it = devices; it != nullptr; it = bctbx_list_next(it)) {
         auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
-        record = record || linphone_audio_device_has_capability(device, LinphoneAudioDeviceCapabilityRecord);
-        play = play || linphone_audio_device_has_capability(device, LinphoneAudioDeviceCapabilityPlay);
+        MSSndCard* card = ms_snd_card_manager_get_card(cards, linphone_audio_device_get_id(device));
+        const unsigned int caps = card != nullptr ? ms_snd_card_get_capabilities(card) : 0;
+        record = record || (caps & MS_SND_CARD_CAP_CAPTURE) != 0;
+        play = play || (caps & MS_SND_CARD_CAP_PLAYBACK) != 0;
     }
     bctbx_list_free_with_data(devices, reinterpret_cast<bctbx_list_free_func>(linphone_audio_device_unref));
     return record && play;
@@ -110,12 +118,21 @@ void CallManager::onEngineStarted() {
     LinphoneConfig* config = linphone_core_get_config(core);
     const std::string play = text(linphone_config_get_string(config, "zep", "play_file", ""));
     const std::string record = text(linphone_config_get_string(config, "zep", "record_file", ""));
-    const bool files = !play.empty() || !record.empty() || !hasSoundCard(core);
+    const bool soundCard = hasSoundCard(core);
+    const bool files = !play.empty() || !record.empty() || !soundCard;
     linphone_core_set_use_files(core, files ? TRUE : FALSE);
     if (!play.empty()) linphone_core_set_play_file(core, play.c_str());
     if (!record.empty()) linphone_core_set_record_file(core, record.c_str());
-    ZEP_LOG(OZKLogLevelInfo, kSrc,
-            "call audio: " << (files ? "files [" + play + "] [" + record + "]" : std::string("sound card")));
+    if (files) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc,
+                "call audio: files [" << play << "] [" << record << "]"
+                                      << (soundCard ? "" : ": no sound device to record from and play to"));
+    } else {
+        ZEP_LOG(OZKLogLevelInfo, kSrc,
+                "call audio: sound devices, recording from [" << text(linphone_core_get_capture_device(core))
+                                                              << "] playing to ["
+                                                              << text(linphone_core_get_playback_device(core)) << "]");
+    }
     m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
     linphone_core_cbs_set_user_data(m_pCbs, this);
     linphone_core_cbs_set_call_state_changed(m_pCbs, &EngineCallbacks::callState);
