@@ -1,5 +1,6 @@
 // Calls through the host on a desktop with a sound server: the call runs on
-// the desktop's default microphone and speakers, and the microphone is heard.
+// the desktop's default microphone and speakers, the microphone is heard at
+// the far end and the far end is played on the speakers.
 
 #include <chrono>
 #include <thread>
@@ -19,7 +20,7 @@ using tessel::test::SipPeer;
 
 namespace {
 
-TEST(HostSoundTest, CallsRunOnTheDefaultDevicesAndTheMicrophoneIsHeard) {
+TEST(HostSoundTest, CallsRunOnTheDefaultDevicesBothWays) {
     PulseFixture pulse;
     ASSERT_TRUE(pulse.start()) << pulse.error();
     KamailioFixture sip;
@@ -59,6 +60,11 @@ TEST(HostSoundTest, CallsRunOnTheDefaultDevicesAndTheMicrophoneIsHeard) {
     EXPECT_NE(played.find("application.name = \"pelahost\""), std::string::npos) << played;
     const std::string recorded = pulse.pactl("list source-outputs");
     EXPECT_NE(recorded.find("application.name = \"pelahost\""), std::string::npos) << recorded;
+
+    // What the far end sends is played: its tone is in what the speakers get.
+    const std::string wav = page.host().home() + "/speakers.wav";
+    ASSERT_TRUE(pulse.record("speakers.monitor", 3, wav));
+    EXPECT_GT(tessel::test::toneShare(wav, 440.0, 1.0), 0.5) << "the far end's tone on the speakers";
 
     ASSERT_EQ(SignedInHost::field(
                   page.call("endCall", "{\"callId\": " + SignedInHost::field(placed, "content.callId") + "}"), "error"),

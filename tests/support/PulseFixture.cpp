@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -75,6 +76,15 @@ std::string PulseFixture::pactl(const std::string& args) const {
         pclose(pipe);
     }
     return out;
+}
+
+bool PulseFixture::record(const std::string& source, int seconds, const std::string& wavPath) const {
+    // parec records until stopped; timeout stops it, and it still completes the file.
+    const std::string command = "PULSE_SERVER='" + server() + "' timeout " + std::to_string(seconds) + " parec -d '" +
+                                source + "' --file-format=wav --channels=1 --rate=8000 '" + wavPath + "' 2>/dev/null";
+    if (std::system(command.c_str()) == -1) return false;
+    std::ifstream file(wavPath, std::ios::binary | std::ios::ate);
+    return file && file.tellg() > 1000;
 }
 
 }  // namespace test

@@ -31,6 +31,9 @@ public:
     std::string server() const;
     // Output of "pactl <args>" against this server ("" when it fails).
     std::string pactl(const std::string& args) const;
+    // Records about `seconds` of a source ("speakers.monitor") to a mono 8 kHz
+    // WAV file; false when nothing was recorded.
+    bool record(const std::string& source, int seconds, const std::string& wavPath) const;
     const std::string& error() const { return m_error; }
 
 private:

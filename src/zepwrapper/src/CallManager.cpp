@@ -128,6 +128,14 @@ void CallManager::onEngineStarted() {
                 "call audio: files [" << play << "] [" << record << "]"
                                       << (soundCard ? "" : ": no sound device to record from and play to"));
     } else {
+        // The engine's echo canceller, waiting for an echo to lock on to,
+        // plays the far end as zeros until it finds one: on a headset or a
+        // quiet room the user would hear nothing. Desktop sound servers do
+        // their own (PulseAudio's module-echo-cancel); "[sound]
+        // echocancellation=1" in the engine's config turns ours back on.
+        if (!linphone_config_has_entry(config, "sound", "echocancellation")) {
+            linphone_core_enable_echo_cancellation(core, FALSE);
+        }
         ZEP_LOG(OZKLogLevelInfo, kSrc,
                 "call audio: sound devices, recording from [" << text(linphone_core_get_capture_device(core))
                                                               << "] playing to ["
