@@ -33,6 +33,10 @@ public:
     // getCallInfo of an id never set gives an empty record.
     void setCallInfoOut(int callId, std::shared_ptr<ZepCallInfo> call) { set(m_callInfos[callId], call); }
     void setEncryptedOut(const std::string& encrypted) { set(m_encrypted, encrypted); }
+    void setMultimediaDevicesOut(const std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) {
+        set(m_devices, devices);
+    }
+    void setVolumeOut(int volume) { set(m_volume, volume); }
     // Runs on the pumping thread after each counted pump, outside the fake's lock.
     void setOnPump(std::function<void()> hook) { set(m_onPump, hook); }
 
@@ -184,7 +188,7 @@ public:
     int getCurrentRingerVolume(int& v) override { return recOut(v, {}, "getCurrentRingerVolume"); }
     int getCurrentMicrophoneVolume(int& v) override { return recOut(v, {}, "getCurrentMicrophoneVolume"); }
     int getMultimediaDeviceVolume(const std::string& device, int& v) override {
-        return recOut(v, {}, "getMultimediaDeviceVolume", device);
+        return recOut(v, m_volume, "getMultimediaDeviceVolume", device);
     }
     int ssoNavigationCompleted(int64_t result, const std::string& url, const std::string& document) override {
         return rec("ssoNavigationCompleted", result, url, document);
@@ -219,7 +223,7 @@ public:
     }
     int undockExternalWindow() override { return rec("undockExternalWindow"); }
     int getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& d) override {
-        return recOut(d, {}, "getMultimediaDevices");
+        return recOut(d, m_devices, "getMultimediaDevices");
     }
     int getAvailableDevices(PhoneList& d) override { return recOut(d, {}, "getAvailableDevices"); }
     int getCalls(std::vector<int>& callIds) override { return recOut(callIds, m_callIds, "getCalls"); }
@@ -307,6 +311,8 @@ private:
     std::vector<int> m_callIds;
     std::map<int, std::shared_ptr<ZepCallInfo>> m_callInfos;
     std::string m_encrypted;
+    std::vector<std::shared_ptr<ZepMultimediaDevices>> m_devices;
+    int m_volume = 0;
 };
 
 }  // namespace test

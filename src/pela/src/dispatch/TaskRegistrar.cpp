@@ -26,6 +26,18 @@
 #include "tasks/connection/LogoutTask.h"
 #include "tasks/connection/SetPropertyTask.h"
 #include "tasks/connection/SwitchModeTask.h"
+#include "tasks/media/GetAvailableRingtonesTask.h"
+#include "tasks/media/GetMultimediaDeviceVolumeTask.h"
+#include "tasks/media/GetMultimediaDevicesTask.h"
+#include "tasks/media/SetCaptureDeviceTask.h"
+#include "tasks/media/SetCurrentMicrophoneVolumeTask.h"
+#include "tasks/media/SetCurrentRingerVolumeTask.h"
+#include "tasks/media/SetCurrentRingtoneTask.h"
+#include "tasks/media/SetCurrentSpeakerVolumeTask.h"
+#include "tasks/media/SetPlayRingerOnAllDevicesTask.h"
+#include "tasks/media/SetPlayoutDeviceTask.h"
+#include "tasks/media/SetRecordingDeviceTask.h"
+#include "tasks/media/SetRingerDeviceTask.h"
 #include "tasks/session/GetUserAuthStatusTask.h"
 #include "tasks/session/GetVersionTask.h"
 #include "tasks/session/InitTask.h"
@@ -86,11 +98,11 @@ const Command kCommands[] = {
     {"completeTransfer", kAuthorized, &make<CompleteTransferTask>},
     {"cancelTransfer", kAuthorized, &make<CancelTransferTask>},
     {"joinCalls", kAuthorized, &make<JoinCallTask>},
-    {"setRecordingDevice", kAuthorized, nullptr, "SetRecordingDeviceTask"},
-    {"setPlayoutDevice", kAuthorized, nullptr, "SetPlayoutDeviceTask"},
-    {"setCaptureDevice", kAuthorized, nullptr, "SetCaptureDeviceTask"},
-    {"setRingerDevice", kAuthorized, nullptr, "SetRingerDeviceTask"},
-    {"getMultimediaDevices", kAuthorized, nullptr, "GetMultimediaDevicesTask"},
+    {"setRecordingDevice", kAuthorized, &make<SetRecordingDeviceTask>},
+    {"setPlayoutDevice", kAuthorized, &make<SetPlayoutDeviceTask>},
+    {"setCaptureDevice", kAuthorized, &make<SetCaptureDeviceTask>},
+    {"setRingerDevice", kAuthorized, &make<SetRingerDeviceTask>},
+    {"getMultimediaDevices", kAuthorized, &make<GetMultimediaDevicesTask>},
     {"showCallInExternalWindow", kAuthorized, nullptr, "ShowCallInExternalWindowTask"},
     {"hideExternalWindow", kAuthorized, nullptr, "HideExternalWindowTask"},
     {"showPreviewInExternalWindow", kAuthorized, nullptr, "ShowExternalPreviewTask"},
@@ -102,13 +114,13 @@ const Command kCommands[] = {
     {"dockExternalWindow", kAuthorized, nullptr, "DockExternalWindowTask"},
     {"undockExternalWindow", kAuthorized, nullptr, "UndockExternalWindowTask"},
     {"dockUpdate", kAuthorized, nullptr, "DockUpdateTask"},
-    {"setCurrentSpeakerVolume", kAuthorized, nullptr, "SetCurrentSpeakerVolumeTask"},
-    {"setCurrentRingerVolume", kAuthorized, nullptr, "SetCurrentRingerVolumeTask"},
-    {"setCurrentMicrophoneVolume", kAuthorized, nullptr, "SetCurrentMicrophoneVolumeTask"},
-    {"getAvailableRingtones", kAuthorized, nullptr, "GetAvailableRingtonesTask"},
-    {"setCurrentRingtone", kAuthorized, nullptr, "SetCurrentRingtoneTask"},
-    {"setPlayRingerOnAllDevices", kAuthorized, nullptr, "SetPlayRingerOnAllDevicesTask"},
-    {"getMultimediaDeviceVolume", kAuthorized, nullptr, "GetMultimediaDeviceVolumeTask"},
+    {"setCurrentSpeakerVolume", kAuthorized, &make<SetCurrentSpeakerVolumeTask>},
+    {"setCurrentRingerVolume", kAuthorized, &make<SetCurrentRingerVolumeTask>},
+    {"setCurrentMicrophoneVolume", kAuthorized, &make<SetCurrentMicrophoneVolumeTask>},
+    {"getAvailableRingtones", kAuthorized, &make<GetAvailableRingtonesTask>},
+    {"setCurrentRingtone", kAuthorized, &make<SetCurrentRingtoneTask>},
+    {"setPlayRingerOnAllDevices", kAuthorized, &make<SetPlayRingerOnAllDevicesTask>},
+    {"getMultimediaDeviceVolume", kAuthorized, &make<GetMultimediaDeviceVolumeTask>},
     {"addPreviewWindow", kAuthorized, nullptr, "AddPreviewWindowTask"},
     {"removePreviewWindow", kAuthorized, nullptr, "RemovePreviewWindowTask"},
     {"addWindowToCall", kAuthorized, nullptr, "AddWindowToCallTask"},

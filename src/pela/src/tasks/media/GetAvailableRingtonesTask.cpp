@@ -1,0 +1,24 @@
+#include "tasks/media/GetAvailableRingtonesTask.h"
+
+#include <zepwrapper/ZepWrapperAPI.h>
+
+#include "dispatch/ITaskContext.h"
+#include "logging/LogMacros.h"
+
+namespace tessel {
+
+static const char* const kSrc = "src/pela/src/tasks/GetAvailableRingtonesTask";
+
+GetAvailableRingtonesTask::GetAvailableRingtonesTask()
+    : CommandTask(Identity(kSrc, "GetAvailableRingtonesTask").content(Content::Ignored)) {}
+
+int GetAvailableRingtonesTask::perform(Params& params, std::shared_ptr<Ptree>& spReplyContent) {
+    // Ringtones are chosen on the other desktop platform only; here the
+    // command is refused with the log line support staff know.
+    if (!context()->getIsWin32Platform()) {
+        PELA_LOG4(log(), kSrc, "GetAvailableRingtonesTask: Ringtone selection is not supported on Mac platforms");
+    }
+    return ApiReturnCodeEnum::eOperationFailed;
+}
+
+}  // namespace tessel
