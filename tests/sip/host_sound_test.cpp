@@ -1,8 +1,10 @@
-// Calls through the host on a desktop with a sound server: the call runs on
-// the desktop's default microphone and speakers, the microphone is heard at
-// the far end and the far end is played on the speakers.
+// Calls through the host on a desktop with a sound server: the devices are
+// listed with what they can do, a chosen speaker is used, the microphone is
+// heard at the far end and the far end is played on the chosen speaker.
 
 #include <chrono>
+#include <map>
+#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include "SipPeer.h"
 
 using namespace std::chrono_literals;
+using boost::property_tree::ptree;
 using tessel::test::KamailioFixture;
 using tessel::test::PulseFixture;
 using tessel::test::SignedInHost;
@@ -20,7 +23,11 @@ using tessel::test::SipPeer;
 
 namespace {
 
-TEST(HostSoundTest, CallsRunOnTheDefaultDevicesBothWays) {
+const std::string kSpeakers = "PulseAudio Unknown: Speakers";
+const std::string kHeadset = "PulseAudio Unknown: Headset";
+const std::string kMicrophone = "PulseAudio Unknown: Microphone";
+
+TEST(HostSoundTest, DevicesAreListedChosenAndUsedBothWays) {
     PulseFixture pulse;
     ASSERT_TRUE(pulse.start()) << pulse.error();
     KamailioFixture sip;
@@ -41,6 +48,37 @@ TEST(HostSoundTest, CallsRunOnTheDefaultDevicesBothWays) {
     EXPECT_NE(page.host().logText().find("call audio: sound devices, recording from [PulseAudio"), std::string::npos)
         << page.host().logText();
 
+    // The desktop's devices, each with what it can do and the default ones selected.
+    const auto listed = page.call("getMultimediaDevices", "{}");
+    const auto& devices = listed.get_child("norvaChannelMessage.norvaSDKServerMessage.content.multimediadevices");
+    std::map<std::string, ptree> byId;
+    for (const auto& d : devices) byId[d.second.get<std::string>("deviceID")] = d.second;
+    ASSERT_EQ(byId.count(kSpeakers), 1u) << SignedInHost::field(listed, "content");
+    EXPECT_EQ(byId[kSpeakers].get<std::string>("canPlayout"), "true");
+    EXPECT_EQ(byId[kSpeakers].get<std::string>("canRecord"), "false");
+    EXPECT_EQ(byId[kSpeakers].get<std::string>("isSelectedPlayoutDevice"), "true");
+    EXPECT_EQ(byId[kHeadset].get<std::string>("isSelectedPlayoutDevice"), "false");
+    EXPECT_EQ(byId[kMicrophone].get<std::string>("canRecord"), "true");
+    EXPECT_EQ(byId[kMicrophone].get<std::string>("isSelectedRecordingDevice"), "true");
+    EXPECT_EQ(byId[kMicrophone].get<std::string>("clientRecordingID"), kMicrophone);
+    // Unknown devices, and devices that cannot play the role, are refused.
+    EXPECT_EQ(SignedInHost::field(page.call("setPlayoutDevice", "{\"clientPlayoutID\": \"PulseAudio Unknown: Nope\"}"),
+                                  "error"),
+              "eInvalidArgument");
+    EXPECT_EQ(
+        SignedInHost::field(page.call("setRecordingDevice", "{\"clientRecordingID\": \"" + kSpeakers + "\"}"), "error"),
+        "eInvalidArgument");
+
+    // The headset chosen for playing: the call's far end plays there.
+    ASSERT_EQ(
+        SignedInHost::field(page.call("setPlayoutDevice", "{\"clientPlayoutID\": \"" + kHeadset + "\"}"), "error"), "");
+    const auto chosen = page.call("getMultimediaDevices", "{}");
+    for (const auto& d : chosen.get_child("norvaChannelMessage.norvaSDKServerMessage.content.multimediadevices")) {
+        EXPECT_EQ(d.second.get<std::string>("isSelectedPlayoutDevice") == "true",
+                  d.second.get<std::string>("deviceID") == kHeadset)
+            << d.second.get<std::string>("deviceID");
+    }
+
     const auto placed = page.call("originate", "{\"recipient\": \"bob\", \"videoDirection\": \"Inactive\"}");
     ASSERT_EQ(SignedInHost::field(placed, "error"), "");
     const int atBob = bob.waitIncomingCall(10s);
@@ -54,17 +92,17 @@ TEST(HostSoundTest, CallsRunOnTheDefaultDevicesBothWays) {
         level = bob.receivedVolume();
     }
     EXPECT_GT(level, -40.0) << "the far end hears the microphone";
-    // Our streams run on the desktop's default speakers and microphone.
+    // Our streams run on the chosen headset and the default microphone.
     const std::string played = pulse.pactl("list sink-inputs");
-    EXPECT_NE(played.find("Sink: 0"), std::string::npos) << played;
+    EXPECT_NE(played.find("Sink: 1"), std::string::npos) << played;
     EXPECT_NE(played.find("application.name = \"pelahost\""), std::string::npos) << played;
     const std::string recorded = pulse.pactl("list source-outputs");
     EXPECT_NE(recorded.find("application.name = \"pelahost\""), std::string::npos) << recorded;
 
-    // What the far end sends is played: its tone is in what the speakers get.
-    const std::string wav = page.host().home() + "/speakers.wav";
-    ASSERT_TRUE(pulse.record("speakers.monitor", 3, wav));
-    EXPECT_GT(tessel::test::toneShare(wav, 440.0, 1.0), 0.5) << "the far end's tone on the speakers";
+    // What the far end sends is played: its tone is in what the headset gets.
+    const std::string wav = page.host().home() + "/headset.wav";
+    ASSERT_TRUE(pulse.record("headset.monitor", 3, wav));
+    EXPECT_GT(tessel::test::toneShare(wav, 440.0, 1.0), 0.5) << "the far end's tone on the headset";
 
     ASSERT_EQ(SignedInHost::field(
                   page.call("endCall", "{\"callId\": " + SignedInHost::field(placed, "content.callId") + "}"), "error"),

@@ -237,22 +237,22 @@ int ZepWrapperImpl::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) 
     return m_calls.getCallInfo(callId, call);
 }
 
-// --- Not served yet: media devices and volumes -------------------------------
+// --- Media devices (volumes are not served yet) -----------------------------
 
-int ZepWrapperImpl::setCaptureDevice(const std::string&) {
-    return notSupported("setCaptureDevice");
+int ZepWrapperImpl::setCaptureDevice(const std::string& id) {
+    return m_devices.setCaptureDevice(id);
 }
 
-int ZepWrapperImpl::setPlayoutDevice(const std::string&) {
-    return notSupported("setPlayoutDevice");
+int ZepWrapperImpl::setPlayoutDevice(const std::string& id) {
+    return m_devices.setPlayoutDevice(id);
 }
 
-int ZepWrapperImpl::setRecordingDevice(const std::string&) {
-    return notSupported("setRecordingDevice");
+int ZepWrapperImpl::setRecordingDevice(const std::string& id) {
+    return m_devices.setRecordingDevice(id);
 }
 
-int ZepWrapperImpl::setRingerDevice(const std::string&) {
-    return notSupported("setRingerDevice");
+int ZepWrapperImpl::setRingerDevice(const std::string& id) {
+    return m_devices.setRingerDevice(id);
 }
 
 int ZepWrapperImpl::setCurrentSpeakerVolume(int) {
@@ -283,8 +283,8 @@ int ZepWrapperImpl::getMultimediaDeviceVolume(const std::string&, int&) {
     return notSupported("getMultimediaDeviceVolume");
 }
 
-int ZepWrapperImpl::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>&) {
-    return notSupported("getMultimediaDevices");
+int ZepWrapperImpl::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) {
+    return m_devices.getMultimediaDevices(devices);
 }
 
 // --- Not served: single sign-on ---------------------------------------------

@@ -9,6 +9,7 @@
 
 #include "AccountManager.h"
 #include "CallManager.h"
+#include "DeviceManager.h"
 #include "DispatchQueue.h"
 #include "FrameworkContext.h"
 #include "LinphoneEngine.h"
@@ -116,6 +117,7 @@ private:
     FrameworkContext m_context{m_engine, m_observers, m_queue};
     AccountManager m_account{m_context};
     CallManager m_calls{m_context, m_account};
+    DeviceManager m_devices{m_context};
     // Read by isStarted from any thread; changed only on the pumping thread.
     std::atomic<bool> m_started{false};
     // Set while stop() runs, so a callback cannot restart us half-way.

@@ -1,0 +1,173 @@
+#include "DeviceManager.h"
+
+#include <linphone/core.h>
+#include <mediastreamer2/msfactory.h>
+#include <mediastreamer2/mssndcard.h>
+
+#include "zepwrapper/ResultCodes.h"
+
+namespace tessel {
+namespace zep {
+
+static const char* const kSrc = "src/zepwrapper/src/DeviceManager";
+
+namespace {
+
+std::string text(const char* s) {
+    return s != nullptr ? s : "";
+}
+
+// What a sound device can do, from mediastreamer's card: the device's own
+// field is not set for a card that can do neither.
+unsigned int capabilities(LinphoneCore* core, const char* id) {
+    MSSndCardManager* cards = ms_factory_get_snd_card_manager(linphone_core_get_ms_factory(core));
+    MSSndCard* card = ms_snd_card_manager_get_card(cards, id);
+    return card != nullptr ? ms_snd_card_get_capabilities(card) : 0;
+}
+
+// The engine's extended list holds every device (the short one leaves out
+// Linux devices); released on destruction.
+struct AudioDevices {
+    explicit AudioDevices(LinphoneCore* core) : list(linphone_core_get_extended_audio_devices(core)) {}
+    ~AudioDevices() {
+        bctbx_list_free_with_data(list, reinterpret_cast<bctbx_list_free_func>(linphone_audio_device_unref));
+    }
+    AudioDevices(const AudioDevices&) = delete;
+    AudioDevices& operator=(const AudioDevices&) = delete;
+    LinphoneAudioDevice* find(const std::string& id) const {
+        for (bctbx_list_t* it = list; it != nullptr; it = bctbx_list_next(it)) {
+            auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
+            if (id == text(linphone_audio_device_get_id(device))) return device;
+        }
+        return nullptr;
+    }
+    bctbx_list_t* list;
+};
+
+}  // namespace
+
+int DeviceManager::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) const {
+    devices.clear();
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    const std::string recording = text(linphone_core_get_capture_device(core));
+    const std::string playout = text(linphone_core_get_playback_device(core));
+    const std::string ringer = text(linphone_core_get_ringer_device(core));
+    AudioDevices sound(core);
+    for (bctbx_list_t* it = sound.list; it != nullptr; it = bctbx_list_next(it)) {
+        auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
+        const std::string id = text(linphone_audio_device_get_id(device));
+        const std::string name = text(linphone_audio_device_get_device_name(device));
+        const unsigned int caps = capabilities(core, id.c_str());
+        const bool records = (caps & MS_SND_CARD_CAP_CAPTURE) != 0;
+        const bool plays = (caps & MS_SND_CARD_CAP_PLAYBACK) != 0;
+        if (!records && !plays) continue;  // nothing a page could use it for
+        auto record = std::make_shared<ZepMultimediaDevices>();
+        record->setDeviceIdentifier(id);
+        record->setDeviceName(name);
+        record->setHardwareID(text(linphone_audio_device_get_driver_name(device)));
+        record->setCanRecord(records);
+        record->setCanPlayout(plays);
+        record->setCanRing(plays);
+        if (records) {
+            record->setRecordingName(name);
+            record->setRecordingID(id);
+            record->setClientRecordingID(id);
+            record->setSelectedRecordingDevice(id == recording);
+        }
+        if (plays) {
+            record->setPlayoutName(name);
+            record->setPlayoutID(id);
+            record->setClientPlayoutID(id);
+            record->setSelectedPlayoutDevice(id == playout);
+            record->setRingerName(name);
+            record->setRingerID(id);
+            record->setClientRingerID(id);
+            record->setSelectedRingerDevice(id == ringer);
+        }
+        devices.push_back(record);
+    }
+    const std::string camera = text(linphone_core_get_video_device(core));
+    bctbx_list_t* cameras = linphone_core_get_video_devices_list(core);
+    for (bctbx_list_t* it = cameras; it != nullptr; it = bctbx_list_next(it)) {
+        const std::string id = text(static_cast<const char*>(bctbx_list_get_data(it)));
+        auto record = std::make_shared<ZepMultimediaDevices>();
+        record->setDeviceIdentifier(id);
+        record->setDeviceName(id);
+        record->setCanCapture(true);
+        record->setCaptureName(id);
+        record->setCaptureID(id);
+        record->setClientCaptureID(id);
+        record->setSelectedCaptureDevice(id == camera);
+        devices.push_back(record);
+    }
+    bctbx_list_free(cameras);  // the names are the engine's own
+    return ApiReturnCodeEnum::eNoError;
+}
+
+int DeviceManager::setSoundDevice(Role role, const std::string& id) {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    const unsigned int needed = role == Role::Recording ? MS_SND_CARD_CAP_CAPTURE : MS_SND_CARD_CAP_PLAYBACK;
+    AudioDevices sound(core);
+    LinphoneAudioDevice* device = nullptr;
+    if (!id.empty()) {
+        // The engine takes an unknown identifier silently and picks its default.
+        device = sound.find(id);
+        if (device == nullptr || (capabilities(core, id.c_str()) & needed) == 0) {
+            ZEP_LOG(OZKLogLevelInfo, kSrc, "no sound device [" << id << "] for that role");
+            return ApiReturnCodeEnum::eInvalidArgument;
+        }
+    }
+    // Null is the system's default; the engine keeps the choice in its config.
+    // It applies from the next call: the engine's PulseAudio streams cannot
+    // change device while they run.
+    const char* engineId = id.empty() ? nullptr : id.c_str();
+    LinphoneStatus status = 0;
+    switch (role) {
+        case Role::Recording:
+            status = linphone_core_set_capture_device(core, engineId);
+            break;
+        case Role::Playout:
+            status = linphone_core_set_playback_device(core, engineId);
+            break;
+        case Role::Ringer:
+            status = linphone_core_set_ringer_device(core, engineId);
+            break;
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "sound device for role " << static_cast<int>(role) << ": [" << id << "]");
+    return status == 0 ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eOperationFailed;
+}
+
+int DeviceManager::setRecordingDevice(const std::string& id) {
+    return setSoundDevice(Role::Recording, id);
+}
+
+int DeviceManager::setPlayoutDevice(const std::string& id) {
+    return setSoundDevice(Role::Playout, id);
+}
+
+int DeviceManager::setRingerDevice(const std::string& id) {
+    return setSoundDevice(Role::Ringer, id);
+}
+
+int DeviceManager::setCaptureDevice(const std::string& id) {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    bool known = id.empty();
+    bctbx_list_t* cameras = linphone_core_get_video_devices_list(core);
+    for (bctbx_list_t* it = cameras; it != nullptr && !known; it = bctbx_list_next(it)) {
+        known = id == text(static_cast<const char*>(bctbx_list_get_data(it)));
+    }
+    bctbx_list_free(cameras);  // the names are the engine's own
+    if (!known) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "no camera [" << id << "]");
+        return ApiReturnCodeEnum::eInvalidArgument;
+    }
+    return linphone_core_set_video_device(core, id.empty() ? nullptr : id.c_str()) == 0
+               ? ApiReturnCodeEnum::eNoError
+               : ApiReturnCodeEnum::eOperationFailed;
+}
+
+}  // namespace zep
+}  // namespace tessel

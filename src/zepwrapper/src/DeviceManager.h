@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <zepwrapper/ZepMultimediaDevices.h>
+
+#include "FrameworkContext.h"
+
+namespace tessel {
+namespace zep {
+
+// The microphones, speakers, ringers and cameras the engine can use, and the
+// device chosen for each role. A sound device's identifier is the engine's
+// ("PulseAudio Unknown: <description>"), so it stays the same across runs as
+// long as the sound server describes the device the same way; a camera's is
+// the engine's camera name. Choices are kept in the engine's config file and
+// apply from the next call. Runs on the pumping thread.
+class DeviceManager {
+public:
+    explicit DeviceManager(FrameworkContext context) : m_context(context) {}
+
+    int getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) const;
+    // "" is the system's default device; an unknown identifier, or one that
+    // cannot play the role, is eInvalidArgument.
+    int setRecordingDevice(const std::string& id);
+    int setPlayoutDevice(const std::string& id);
+    int setRingerDevice(const std::string& id);
+    int setCaptureDevice(const std::string& id);
+
+private:
+    enum class Role { Recording, Playout, Ringer };
+    int setSoundDevice(Role role, const std::string& id);
+
+    FrameworkContext m_context;
+};
+
+}  // namespace zep
+}  // namespace tessel
