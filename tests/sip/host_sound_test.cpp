@@ -104,6 +104,25 @@ TEST(HostSoundTest, DevicesAreListedChosenAndUsedBothWays) {
     ASSERT_TRUE(pulse.record("headset.monitor", 3, wav));
     EXPECT_GT(tessel::test::toneShare(wav, 440.0, 1.0), 0.5) << "the far end's tone on the headset";
 
+    // The speaker volume is the call's stream volume at the sound server, and pages hear of it.
+    EXPECT_EQ(SignedInHost::field(page.call("setCurrentSpeakerVolume", "{\"volume\": 101}"), "error"),
+              "eInvalidArgument");
+    ASSERT_EQ(SignedInHost::field(page.call("setCurrentSpeakerVolume", "{\"volume\": 50}"), "error"), "");
+    ptree changed;
+    ASSERT_TRUE(page.waitForEvent("speakervolumechanged", 5s, &changed));
+    EXPECT_EQ(SignedInHost::field(changed, "content.volume"), "50");
+    std::string streams;
+    for (int i = 0; i < 20; ++i) {
+        streams = pulse.pactl("list sink-inputs");
+        if (streams.find("/ 100%") == std::string::npos) break;
+        std::this_thread::sleep_for(100ms);
+    }
+    EXPECT_NE(streams.find("application.name = \"pelahost\""), std::string::npos) << streams;
+    EXPECT_EQ(streams.find("/ 100%"), std::string::npos) << streams;
+    EXPECT_EQ(
+        SignedInHost::field(page.call("getMultimediaDeviceVolume", "{\"device\": \"speaker\"}"), "content.volume"),
+        "50");
+
     ASSERT_EQ(SignedInHost::field(
                   page.call("endCall", "{\"callId\": " + SignedInHost::field(placed, "content.callId") + "}"), "error"),
               "");

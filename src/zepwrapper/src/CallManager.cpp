@@ -10,6 +10,7 @@
 #include <zepwrapper/ZepCallStateObserver.h>
 
 #include "AccountManager.h"
+#include "DeviceManager.h"
 #include "zepwrapper/ResultCodes.h"
 
 namespace tessel {
@@ -359,6 +360,8 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
         id = adopt(call);
     }
     Entry& entry = m_calls[id];
+    // Streams (re)started: they take the kept speaker and microphone volumes.
+    if (engineState == LinphoneCallStateStreamsRunning) DeviceManager::applyVolumes(m_context.engine.core(), call);
     const CallState next = stateOf(entry);
     const CallState previous = entry.reported;
     const bool changed = !entry.announced || next != previous;

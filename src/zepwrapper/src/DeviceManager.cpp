@@ -3,6 +3,7 @@
 #include <linphone/core.h>
 #include <mediastreamer2/msfactory.h>
 #include <mediastreamer2/mssndcard.h>
+#include <zepwrapper/ZepMediaDeviceObserver.h>
 
 #include "zepwrapper/ResultCodes.h"
 
@@ -12,6 +13,16 @@ namespace zep {
 static const char* const kSrc = "src/zepwrapper/src/DeviceManager";
 
 namespace {
+
+const char* const kVolumeSection = "zep";
+
+bool knownRole(const std::string& role) {
+    return role == "speaker" || role == "microphone" || role == "ringer";
+}
+
+int keptVolume(LinphoneCore* core, const std::string& role) {
+    return linphone_config_get_int(linphone_core_get_config(core), kVolumeSection, (role + "_volume").c_str(), 100);
+}
 
 std::string text(const char* s) {
     return s != nullptr ? s : "";
@@ -167,6 +178,44 @@ int DeviceManager::setCaptureDevice(const std::string& id) {
     return linphone_core_set_video_device(core, id.empty() ? nullptr : id.c_str()) == 0
                ? ApiReturnCodeEnum::eNoError
                : ApiReturnCodeEnum::eOperationFailed;
+}
+
+int DeviceManager::setVolume(const char* role, int volume) {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    if (volume < 0 || volume > 100) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, role << " volume [" << volume << "] is outside 0 to 100");
+        return ApiReturnCodeEnum::eInvalidArgument;
+    }
+    LinphoneConfig* config = linphone_core_get_config(core);
+    const bool changed = keptVolume(core, role) != volume;
+    linphone_config_set_int(config, kVolumeSection, (std::string(role) + "_volume").c_str(), volume);
+    linphone_config_sync(config);
+    for (const bctbx_list_t* it = linphone_core_get_calls(core); it != nullptr; it = bctbx_list_next(it)) {
+        applyVolumes(core, static_cast<LinphoneCall*>(bctbx_list_get_data(it)));
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, role << " volume [" << volume << "]");
+    if (changed && std::string(role) == "speaker") {
+        m_context.queue.post([this, volume] {
+            m_context.deliver<ZepMediaDeviceObserver>("onCurrentSpeakerVolumeChanged", [&](ZepMediaDeviceObserver& o) {
+                o.onCurrentSpeakerVolumeChanged(volume);
+            });
+        });
+    }
+    return ApiReturnCodeEnum::eNoError;
+}
+
+int DeviceManager::getVolume(const std::string& role, int& volume) const {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    if (!knownRole(role)) return ApiReturnCodeEnum::eInvalidArgument;
+    volume = keptVolume(core, role);
+    return ApiReturnCodeEnum::eNoError;
+}
+
+void DeviceManager::applyVolumes(LinphoneCore* core, LinphoneCall* call) {
+    linphone_call_set_speaker_volume_gain(call, static_cast<float>(keptVolume(core, "speaker")) / 100.0f);
+    linphone_call_set_microphone_volume_gain(call, static_cast<float>(keptVolume(core, "microphone")) / 100.0f);
 }
 
 }  // namespace zep

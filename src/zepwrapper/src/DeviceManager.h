@@ -8,6 +8,9 @@
 
 #include "FrameworkContext.h"
 
+typedef struct _LinphoneCall LinphoneCall;
+typedef struct _LinphoneCore LinphoneCore;
+
 namespace tessel {
 namespace zep {
 
@@ -28,6 +31,16 @@ public:
     int setPlayoutDevice(const std::string& id);
     int setRingerDevice(const std::string& id);
     int setCaptureDevice(const std::string& id);
+
+    // Volumes, 0 to 100 (outside: eInvalidArgument), kept in the engine's
+    // config. Speaker and microphone act on the calls' streams, which the
+    // sound server turns into its stream volumes; the speaker's changes are
+    // told to the media-device observers. The ringer's is kept for the ring.
+    int setVolume(const char* role, int volume);
+    // role: "speaker", "microphone" or "ringer"; 100 until one was set.
+    int getVolume(const std::string& role, int& volume) const;
+    // Gives a call's streams the kept speaker and microphone volumes.
+    static void applyVolumes(LinphoneCore* core, LinphoneCall* call);
 
 private:
     enum class Role { Recording, Playout, Ringer };

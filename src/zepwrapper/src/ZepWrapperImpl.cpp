@@ -237,7 +237,7 @@ int ZepWrapperImpl::getCallInfo(int callId, std::shared_ptr<ZepCallInfo>& call) 
     return m_calls.getCallInfo(callId, call);
 }
 
-// --- Media devices (volumes are not served yet) -----------------------------
+// --- Media devices and volumes ------------------------------------------------
 
 int ZepWrapperImpl::setCaptureDevice(const std::string& id) {
     return m_devices.setCaptureDevice(id);
@@ -255,32 +255,32 @@ int ZepWrapperImpl::setRingerDevice(const std::string& id) {
     return m_devices.setRingerDevice(id);
 }
 
-int ZepWrapperImpl::setCurrentSpeakerVolume(int) {
-    return notSupported("setCurrentSpeakerVolume");
+int ZepWrapperImpl::setCurrentSpeakerVolume(int volume) {
+    return m_devices.setVolume("speaker", volume);
 }
 
-int ZepWrapperImpl::setCurrentRingerVolume(int) {
-    return notSupported("setCurrentRingerVolume");
+int ZepWrapperImpl::setCurrentRingerVolume(int volume) {
+    return m_devices.setVolume("ringer", volume);
 }
 
-int ZepWrapperImpl::setCurrentMicrophoneVolume(int) {
-    return notSupported("setCurrentMicrophoneVolume");
+int ZepWrapperImpl::setCurrentMicrophoneVolume(int volume) {
+    return m_devices.setVolume("microphone", volume);
 }
 
-int ZepWrapperImpl::getCurrentSpeakerVolume(int&) {
-    return notSupported("getCurrentSpeakerVolume");
+int ZepWrapperImpl::getCurrentSpeakerVolume(int& volume) {
+    return m_devices.getVolume("speaker", volume);
 }
 
-int ZepWrapperImpl::getCurrentRingerVolume(int&) {
-    return notSupported("getCurrentRingerVolume");
+int ZepWrapperImpl::getCurrentRingerVolume(int& volume) {
+    return m_devices.getVolume("ringer", volume);
 }
 
-int ZepWrapperImpl::getCurrentMicrophoneVolume(int&) {
-    return notSupported("getCurrentMicrophoneVolume");
+int ZepWrapperImpl::getCurrentMicrophoneVolume(int& volume) {
+    return m_devices.getVolume("microphone", volume);
 }
 
-int ZepWrapperImpl::getMultimediaDeviceVolume(const std::string&, int&) {
-    return notSupported("getMultimediaDeviceVolume");
+int ZepWrapperImpl::getMultimediaDeviceVolume(const std::string& device, int& volume) {
+    return m_devices.getVolume(device, volume);
 }
 
 int ZepWrapperImpl::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) {
