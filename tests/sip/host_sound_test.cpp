@@ -126,6 +126,25 @@ TEST(HostSoundTest, DevicesAreListedChosenAndUsedBothWays) {
     ASSERT_EQ(SignedInHost::field(
                   page.call("endCall", "{\"callId\": " + SignedInHost::field(placed, "content.callId") + "}"), "error"),
               "");
+
+    // The host started again on the same files keeps the choices.
+    page.host().closeInput();
+    ASSERT_EQ(page.host().waitExit(20s), 0);
+    pelatest::HostProcess::Options again = host;
+    again.home = page.host().home();
+    SignedInHost restarted(sip, again);
+    ASSERT_TRUE(restarted.start("udp")) << restarted.why();
+    EXPECT_EQ(
+        SignedInHost::field(restarted.call("getMultimediaDeviceVolume", "{\"device\": \"speaker\"}"), "content.volume"),
+        "50");
+    const auto kept = restarted.call("getMultimediaDevices", "{}");
+    std::string selected;  // the devices chosen for playing
+    for (const auto& d : kept.get_child("norvaChannelMessage.norvaSDKServerMessage.content.multimediadevices")) {
+        if (d.second.get<std::string>("isSelectedPlayoutDevice") == "true") {
+            selected += d.second.get<std::string>("deviceID") + ";";
+        }
+    }
+    EXPECT_EQ(selected, kHeadset + ";");
 }
 
 }  // namespace

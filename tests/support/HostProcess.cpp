@@ -37,9 +37,10 @@ TempDir::~TempDir() {
     fs::remove_all(m_path, ec);
 }
 
-HostProcess::HostProcess(const Options& options) : m_options(options) {
+HostProcess::HostProcess(const Options& options)
+    : m_options(options), m_homePath(options.home.empty() ? m_home.path() : options.home) {
     signal(SIGPIPE, SIG_IGN);
-    const std::string home = m_home.path();
+    const std::string home = m_homePath;
     m_configHome = options.configHome.empty() ? home + "/config" : options.configHome;
     for (const std::string& dir : {home + "/state", m_configHome, home + "/run"}) fs::create_directories(dir);
     chmod((home + "/run").c_str(), 0700);
@@ -228,7 +229,7 @@ bool reaped(pid_t pid, std::chrono::milliseconds timeout) {
 }
 
 std::string HostProcess::logPath() const {
-    return m_home.path() + "/state/Marlin Web SDK/softphone.log";
+    return m_homePath + "/state/Marlin Web SDK/softphone.log";
 }
 
 std::string HostProcess::logText() const {

@@ -35,6 +35,7 @@ public:
         std::string configHome;  // XDG_CONFIG_HOME; empty = private folder
         std::map<std::string, std::string> extraEnv;
         std::string executable;  // default: the built pelahost
+        std::string home;        // an earlier host's home(), to start again on its files; empty = new
     };
 
     explicit HostProcess(const Options& options);
@@ -59,7 +60,7 @@ public:
     bool running();
     pid_t pid() const { return m_pid; }
 
-    const std::string& home() const { return m_home.path(); }
+    const std::string& home() const { return m_homePath; }
     std::string logPath() const;
     std::string logText() const;
     std::string configHome() const { return m_configHome; }
@@ -71,6 +72,7 @@ private:
 
     Options m_options;
     TempDir m_home;
+    std::string m_homePath;
     std::string m_configHome;
     pid_t m_pid = -1;
     int m_toHost = -1;

@@ -15,6 +15,8 @@ static const char* const kSrc = "src/zepwrapper/src/DeviceManager";
 namespace {
 
 const char* const kVolumeSection = "zep";
+// Where we keep the chosen sound device of each role, by Role's order.
+const char* const kChoiceKeys[] = {"recording_device", "playout_device", "ringer_device"};
 
 bool knownRole(const std::string& role) {
     return role == "speaker" || role == "microphone" || role == "ringer";
@@ -146,8 +148,26 @@ int DeviceManager::setSoundDevice(Role role, const std::string& id) {
             status = linphone_core_set_ringer_device(core, engineId);
             break;
     }
+    // Written now: the engine saves its config only when it is told to.
+    LinphoneConfig* config = linphone_core_get_config(core);
+    linphone_config_set_string(config, kVolumeSection, kChoiceKeys[static_cast<int>(role)], id.c_str());
+    linphone_config_sync(config);
     ZEP_LOG(OZKLogLevelInfo, kSrc, "sound device for role " << static_cast<int>(role) << ": [" << id << "]");
     return status == 0 ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eOperationFailed;
+}
+
+void DeviceManager::onEngineStarted() {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return;
+    LinphoneConfig* config = linphone_core_get_config(core);
+    for (Role role : {Role::Recording, Role::Playout, Role::Ringer}) {
+        const std::string id =
+            text(linphone_config_get_string(config, kVolumeSection, kChoiceKeys[static_cast<int>(role)], ""));
+        // A device gone since is left alone: the engine's default stands in.
+        if (!id.empty() && setSoundDevice(role, id) != ApiReturnCodeEnum::eNoError) {
+            ZEP_LOG(OZKLogLevelInfo, kSrc, "chosen sound device [" << id << "] is not there: the default is used");
+        }
+    }
 }
 
 int DeviceManager::setRecordingDevice(const std::string& id) {
@@ -175,9 +195,9 @@ int DeviceManager::setCaptureDevice(const std::string& id) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "no camera [" << id << "]");
         return ApiReturnCodeEnum::eInvalidArgument;
     }
-    return linphone_core_set_video_device(core, id.empty() ? nullptr : id.c_str()) == 0
-               ? ApiReturnCodeEnum::eNoError
-               : ApiReturnCodeEnum::eOperationFailed;
+    const LinphoneStatus status = linphone_core_set_video_device(core, id.empty() ? nullptr : id.c_str());
+    linphone_config_sync(linphone_core_get_config(core));
+    return status == 0 ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eOperationFailed;
 }
 
 int DeviceManager::setVolume(const char* role, int volume) {

@@ -24,6 +24,11 @@ class DeviceManager {
 public:
     explicit DeviceManager(FrameworkContext context) : m_context(context) {}
 
+    // The engine does not take back its own record of the chosen sound
+    // devices at start (it reads it before the sound server's devices are
+    // known): ours is applied instead.
+    void onEngineStarted();
+
     int getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) const;
     // "" is the system's default device; an unknown identifier, or one that
     // cannot play the role, is eInvalidArgument.

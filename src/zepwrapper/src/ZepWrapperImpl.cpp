@@ -55,6 +55,8 @@ void ZepWrapperImpl::start() {
     m_started = true;
     m_account.onEngineStarted();
     m_calls.onEngineStarted();
+    // After the call manager: its choice of sound card or files resets the devices.
+    m_devices.onEngineStarted();
     ZEP_LOG(OZKLogLevelInfo, kSrc, "started, state folder [" << folder << "]");
     // Observers hear about it from the pump, like every other framework event.
     m_queue.post([this] { notifyStarted(); });
