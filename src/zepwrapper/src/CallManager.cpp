@@ -5,8 +5,6 @@
 
 #include <linphone/core.h>
 #include <linphone/factory.h>
-#include <mediastreamer2/msfactory.h>
-#include <mediastreamer2/mssndcard.h>
 #include <zepwrapper/ZepCallStateObserver.h>
 
 #include "AccountManager.h"
@@ -42,26 +40,6 @@ LinphoneMediaDirection engineDirection(VideoDirection d) {
 
 std::string text(const char* s) {
     return s ? s : "";
-}
-
-// Something to record from and something to play to. The engine's short
-// device list leaves out Linux devices (their type is "Unknown"), and a
-// device's own capability field is not set for a card that can do neither:
-// the extended list and mediastreamer's card are asked instead.
-bool hasSoundCard(LinphoneCore* core) {
-    bool record = false;
-    bool play = false;
-    MSSndCardManager* cards = ms_factory_get_snd_card_manager(linphone_core_get_ms_factory(core));
-    bctbx_list_t* devices = linphone_core_get_extended_audio_devices(core);
-    for (bctbx_list_t* it = devices; it != nullptr; it = bctbx_list_next(it)) {
-        auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
-        MSSndCard* card = ms_snd_card_manager_get_card(cards, linphone_audio_device_get_id(device));
-        const unsigned int caps = card != nullptr ? ms_snd_card_get_capabilities(card) : 0;
-        record = record || (caps & MS_SND_CARD_CAP_CAPTURE) != 0;
-        play = play || (caps & MS_SND_CARD_CAP_PLAYBACK) != 0;
-    }
-    bctbx_list_free_with_data(devices, reinterpret_cast<bctbx_list_free_func>(linphone_audio_device_unref));
-    return record && play;
 }
 
 bool talking(CallState s) {
@@ -119,7 +97,7 @@ void CallManager::onEngineStarted() {
     LinphoneConfig* config = linphone_core_get_config(core);
     const std::string play = text(linphone_config_get_string(config, "zep", "play_file", ""));
     const std::string record = text(linphone_config_get_string(config, "zep", "record_file", ""));
-    const bool soundCard = hasSoundCard(core);
+    const bool soundCard = DeviceManager::hasSoundCard(core);
     const bool files = !play.empty() || !record.empty() || !soundCard;
     linphone_core_set_use_files(core, files ? TRUE : FALSE);
     if (!play.empty()) linphone_core_set_play_file(core, play.c_str());

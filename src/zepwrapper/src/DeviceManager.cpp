@@ -156,6 +156,16 @@ int DeviceManager::setSoundDevice(Role role, const std::string& id) {
     return status == 0 ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eOperationFailed;
 }
 
+bool DeviceManager::hasSoundCard(LinphoneCore* core) {
+    unsigned int all = 0;
+    AudioDevices sound(core);
+    for (bctbx_list_t* it = sound.list; it != nullptr; it = bctbx_list_next(it)) {
+        all |= capabilities(core,
+                            linphone_audio_device_get_id(static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it))));
+    }
+    return (all & MS_SND_CARD_CAP_CAPTURE) != 0 && (all & MS_SND_CARD_CAP_PLAYBACK) != 0;
+}
+
 void DeviceManager::onEngineStarted() {
     LinphoneCore* core = m_context.engine.core();
     if (core == nullptr) return;

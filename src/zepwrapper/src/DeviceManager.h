@@ -44,6 +44,8 @@ public:
     int setVolume(const char* role, int volume);
     // role: "speaker", "microphone" or "ringer"; 100 until one was set.
     int getVolume(const std::string& role, int& volume) const;
+    // Something to record from and something to play to.
+    static bool hasSoundCard(LinphoneCore* core);
     // Gives a call's streams the kept speaker and microphone volumes.
     static void applyVolumes(LinphoneCore* core, LinphoneCall* call);
 
