@@ -209,3 +209,81 @@ test("the declarations name every export and every command; the vocabulary is fr
     assert.deepEqual([lib.CallStateNumber.Idle, lib.CallStateNumber.Connected, lib.CallStateNumber.Reorder], [0, 5, 8]);
     assert.ok([lib.CallState, lib.COMMANDS, lib.EventName, lib.ResultCode].every(Object.isFrozen));
 });
+
+// Device records as the host sends them (trimmed from a real reply on a
+// desktop with two speakers and a microphone); the headset writes its flags as
+// text, as the host has done.
+const device = (deviceID, roles, selected = "", flags = {}) => {
+    const has = (r) => roles.includes(r);
+    const id = (r) => (has(r) ? deviceID : "");
+    return {
+        deviceID, deviceName: deviceID.replace(/^.*: /, ""), hardwareID: "PulseAudio",
+        canRecord: has("m"), canPlayout: has("s"), canRing: has("r"), canCapture: has("c"),
+        isSelectedRecordingDevice: selected.includes("m"), isSelectedPlayoutDevice: selected.includes("s"),
+        isSelectedRingerDevice: selected.includes("r"), isSelectedCaptureDevice: selected.includes("c"),
+        clientRecordingID: id("m"), clientPlayoutID: id("s"), clientRingerID: id("r"), clientCaptureID: id("c"),
+        playoutName: has("s") ? deviceID.replace(/^.*: /, "") : "", ...flags,
+    };
+};
+const DEVICES = [
+    device("PulseAudio Unknown: Speakers", "sr", "r"),
+    device("PulseAudio Unknown: Headset", "sr", "", { canPlayout: "true", canRing: "false", isSelectedPlayoutDevice: "true" }),
+    device("PulseAudio Unknown: Microphone", "m", "m"),
+    device("StaticImage: Static picture", "c", "c", { deviceName: "StaticImage: Static picture" }),
+    // Can ring, but offers no identifier to choose it by.
+    device("ALSA Unknown: odd", "", "", { canRing: true }),
+    "not a device",
+];
+
+test("parseDevices: groups by role with real booleans; anything but a list is a bad reply", () => {
+    const list = lib.parseDevices({ multimediadevices: DEVICES });
+    const ids = (group) => group.map((d) => `${d.name}${d.selected ? "*" : ""}`);
+    assert.deepEqual(ids(list.speakers), ["Speakers", "Headset*"]);
+    assert.deepEqual(ids(list.ringers), ["Speakers*"], "\"false\" is false; no identifier, no choice");
+    assert.deepEqual(ids(list.microphones), ["Microphone*"]);
+    assert.deepEqual(ids(list.cameras), ["StaticImage: Static picture*"], "a nameless role falls back to the device's name");
+    assert.equal(list.speakers[1].id, "PulseAudio Unknown: Headset");
+    assert.equal(list.all.length, 5, "records that are not objects are dropped");
+    assert.deepEqual([list.all[1].canPlayout, list.all[1].canRing, list.all[1].vendorID], [true, false, ""]);
+
+    assert.deepEqual(lib.parseDevices({ multimediadevices: [] }).speakers, []);
+    for (const bad of [undefined, null, "", {}, { multimediadevices: "" }, [DEVICES[0]]]) {
+        assert.throws(() => lib.parseDevices(bad), { code: "BadReply" }, JSON.stringify(bad));
+    }
+});
+
+test("devices, chooseDevice, setVolume, volume: the host's commands by role, bad roles and values refused", async () => {
+    const { phone, win } = await open((m, w) => {
+        if (m.name === "getMultimediaDevices") return ok({ multimediadevices: DEVICES })(m, w);
+        if (m.name === "getMultimediaDeviceVolume") return ok({ volume: { speaker: 40, microphone: "7", ringer: "loud" }[m.content.device], device: m.content.device })(m, w);
+        if (m.content && m.content.clientPlayoutID === "gone") return w.send({ type: "reply", id: m.id, error: "eInvalidArgument" });
+        ok()(m, w);
+    });
+    assert.deepEqual((await phone.devices()).microphones, [{ id: "PulseAudio Unknown: Microphone", name: "Microphone", selected: true }]);
+    await phone.chooseDevice("microphone", "PulseAudio Unknown: Microphone");
+    await phone.chooseDevice(lib.DeviceRole.speaker, "");
+    await phone.chooseDevice("ringer", "x");
+    await phone.chooseDevice("camera", "StaticImage: Static picture");
+    await phone.setVolume("speaker", 0);
+    await phone.setVolume("microphone", 100);
+    await phone.setVolume("ringer", 55);
+    assert.equal(await phone.volume("speaker"), 40);
+    assert.equal(await phone.volume("microphone"), 7);
+    await code(phone.volume("ringer"), "BadReply");
+    await assert.rejects(phone.chooseDevice("speaker", "gone"), { code: "eInvalidArgument", command: "setPlayoutDevice" });
+    assert.deepEqual(win.requests().map(({ name, content }) => [name, content]), [
+        ["getMultimediaDevices", {}],
+        ["setRecordingDevice", { clientRecordingID: "PulseAudio Unknown: Microphone" }], ["setPlayoutDevice", { clientPlayoutID: "" }],
+        ["setRingerDevice", { clientRingerID: "x" }], ["setCaptureDevice", { clientCaptureID: "StaticImage: Static picture" }],
+        ["setCurrentSpeakerVolume", { volume: 0 }], ["setCurrentMicrophoneVolume", { volume: 100 }], ["setCurrentRingerVolume", { volume: 55 }],
+        ["getMultimediaDeviceVolume", { device: "speaker" }], ["getMultimediaDeviceVolume", { device: "microphone" }],
+        ["getMultimediaDeviceVolume", { device: "ringer" }], ["setPlayoutDevice", { clientPlayoutID: "gone" }]]);
+
+    const count = win.posted.length;
+    const bad = [phone.chooseDevice("printer", "x"), phone.chooseDevice("speaker"), phone.chooseDevice("toString", ""),
+        phone.setVolume("camera", 5), phone.setVolume("speaker", 101), phone.setVolume("speaker", -1),
+        phone.setVolume("speaker", 2.5), phone.setVolume("speaker", "50"), phone.volume("camera"),
+        phone.devices({ timeoutMs: 0 })];
+    await Promise.all(bad.map((promise) => code(promise, "InvalidArgument")));
+    assert.equal(win.posted.length, count);
+});

@@ -53,6 +53,13 @@ export declare const Property: Words<PropertyName>;
 export type AddressListPropertyName = "LoryAddressList" | "TftpAddressList" | "CtiAddressList";
 export declare const AddressListProperty: Words<AddressListPropertyName>;
 
+/** What a sound device or camera is chosen for. */
+export type DeviceRoleName = "microphone" | "speaker" | "ringer" | "camera";
+export declare const DeviceRole: Words<DeviceRoleName>;
+/** What has a volume. */
+export type VolumeRoleName = "speaker" | "microphone" | "ringer";
+export declare const VolumeRole: Words<VolumeRoleName>;
+
 export type DtmfDigit = "0" | "1" | "2" | "3" | "4" | "5" | "6" | "7" | "8" | "9" | "*" | "#" | "A" | "B" | "C" | "D";
 export declare const DtmfDigits: readonly DtmfDigit[];
 
@@ -258,6 +265,33 @@ export interface MultimediaDevice {
     recordingID: string; playoutID: string; captureID: string; ringerID: string;
     clientRecordingID: string; clientPlayoutID: string; clientCaptureID: string; clientRingerID: string;
 }
+
+/** A device that can play one role. */
+export interface RoleDevice {
+    /** The identifier that chooses it for the role (chooseDevice). */
+    id: string;
+    /** The role's name of the device, else its name. */
+    name: string;
+    /** It is the device the host uses for the role now. */
+    selected: boolean;
+}
+
+/** The sound devices and cameras, from parseDevices or Softphone.devices(). */
+export interface DeviceList {
+    microphones: RoleDevice[];
+    speakers: RoleDevice[];
+    ringers: RoleDevice[];
+    cameras: RoleDevice[];
+    /** Every device record, booleans as booleans. */
+    all: MultimediaDevice[];
+}
+
+/**
+ * The content of a "getMultimediaDevices" reply as a DeviceList. A device is
+ * in a role's group when it can play the role and has the role's identifier.
+ * Throws a SoftphoneError with code "BadReply" when there is no list.
+ */
+export declare function parseDevices(content: unknown): DeviceList;
 
 export interface ExternalWindowState {
     callId: number;
@@ -499,6 +533,19 @@ export declare class Softphone {
 
     /** Stops listening; pending requests and waits are rejected with code "Closed". */
     close(): void;
+
+    // Devices and volumes by role ("getMultimediaDevices" and the set/get commands underneath)
+    /** The sound devices and cameras; read it again on "multimediadevicechange". */
+    devices(options?: RequestOptions): Promise<DeviceList>;
+    /**
+     * Chooses a device for a role by its RoleDevice id; "" is the system's default.
+     * The host refuses an unknown id, or one that cannot play the role, with "eInvalidArgument".
+     */
+    chooseDevice(role: DeviceRoleName, id: string, options?: RequestOptions): Promise<void>;
+    /** 0 to 100; anything else is refused with "InvalidArgument" before sending. */
+    setVolume(role: VolumeRoleName, volume: number, options?: RequestOptions): Promise<void>;
+    /** 0 to 100; a reply without such a number rejects with "BadReply". */
+    volume(role: VolumeRoleName, options?: RequestOptions): Promise<number>;
 
     // Session (usable before the user authorizes the page)
     init(options?: RequestOptions): Promise<InitReply>;

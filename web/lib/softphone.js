@@ -47,6 +47,8 @@ export const AuthenticationResult = words("Success", "InvalidCredentials");
 export const PhoneMode = words("SoftPhone");
 export const Property = words("connectionStatus", "mode", "device", "line");
 export const AddressListProperty = words("LoryAddressList", "TftpAddressList", "CtiAddressList");
+export const DeviceRole = words("microphone", "speaker", "ringer", "camera");
+export const VolumeRole = words("speaker", "microphone", "ringer");
 export const DtmfDigits = freeze(["0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "*", "#", "A", "B", "C", "D"]);
 
 export const EventName = freeze({
@@ -155,6 +157,65 @@ const COMMAND_PARAMS = {
 
 /** The 65 command names the host serves. */
 export const COMMANDS = freeze(Object.keys(COMMAND_PARAMS));
+
+// ---------------------------------------------------------------------------
+// Sound devices and cameras by role: which flags of a device record say it can
+// play the role and is chosen for it, which identifier chooses it, and the
+// command that does.
+
+const ROLES = freeze({
+    microphone: { group: "microphones", can: "canRecord", selected: "isSelectedRecordingDevice", id: "clientRecordingID", name: "recordingName", command: "setRecordingDevice" },
+    speaker: { group: "speakers", can: "canPlayout", selected: "isSelectedPlayoutDevice", id: "clientPlayoutID", name: "playoutName", command: "setPlayoutDevice" },
+    ringer: { group: "ringers", can: "canRing", selected: "isSelectedRingerDevice", id: "clientRingerID", name: "ringerName", command: "setRingerDevice" },
+    camera: { group: "cameras", can: "canCapture", selected: "isSelectedCaptureDevice", id: "clientCaptureID", name: "captureName", command: "setCaptureDevice" },
+});
+const VOLUME_COMMANDS = freeze({ speaker: "setCurrentSpeakerVolume", microphone: "setCurrentMicrophoneVolume", ringer: "setCurrentRingerVolume" });
+const DEVICE_FLAGS = [
+    "canRecord", "canPlayout", "canCapture", "canRing",
+    "isSelectedRecordingDevice", "isSelectedPlayoutDevice", "isSelectedCaptureDevice", "isSelectedRingerDevice"];
+const DEVICE_TEXTS = [
+    "deviceID", "deviceName", "vendorID", "productID", "hardwareID",
+    "recordingName", "playoutName", "captureName", "ringerName",
+    "recordingID", "playoutID", "captureID", "ringerID",
+    "clientRecordingID", "clientPlayoutID", "clientCaptureID", "clientRingerID"];
+
+// The host has written its flags both as JSON booleans and as "true"/"false".
+const flag = (value) => value === true || value === "true";
+const text = (value) => (typeof value === "string" ? value : typeof value === "number" ? String(value) : "");
+
+/**
+ * The content of a "getMultimediaDevices" reply as plain objects: `all` with
+ * real booleans, and per role the devices that can play it, each with the
+ * identifier that chooses it, a name and whether it is the chosen one.
+ */
+export function parseDevices(content) {
+    const list = content !== null && typeof content === "object" ? content.multimediadevices : undefined;
+    if (!Array.isArray(list)) {
+        throw softphoneError(ErrorCode.BadReply, "\"getMultimediaDevices\" answered without a list of devices", { command: "getMultimediaDevices" });
+    }
+    const result = { microphones: [], speakers: [], ringers: [], cameras: [], all: [] };
+    for (const raw of list) {
+        if (!isPlainObject(raw)) continue;
+        const device = { ...raw };
+        for (const key of DEVICE_FLAGS) device[key] = flag(raw[key]);
+        for (const key of DEVICE_TEXTS) device[key] = text(raw[key]);
+        result.all.push(device);
+        for (const role of Object.values(ROLES)) {
+            const id = device[role.id];
+            // Without its identifier a device cannot be chosen: "" means the default.
+            if (!device[role.can] || id === "") continue;
+            result[role.group].push({ id, name: device[role.name] || device.deviceName || id, selected: device[role.selected] });
+        }
+    }
+    return result;
+}
+
+function roleOf(table, role, what) {
+    if (typeof role !== "string" || !Object.hasOwn(table, role)) {
+        throw argumentError(`${what}: the role must be one of ${Object.keys(table).map((r) => `"${r}"`).join(", ")}`);
+    }
+    return table[role];
+}
 
 // ---------------------------------------------------------------------------
 // Errors and checks
@@ -518,6 +579,40 @@ export class Softphone {
         }
         // A typed boolean; accept its text too, whichever way the host writes it.
         return decision === true || decision === "true" ? AuthStatus.UserAuthorized : AuthStatus.UserDenied;
+    }
+
+    /** The sound devices and cameras, by role: see parseDevices. */
+    async devices(options) {
+        const content = await this.getMultimediaDevices(options);
+        return parseDevices(content);
+    }
+
+    /** Chooses the device with identifier `id` for `role`; "" is the system's default. */
+    async chooseDevice(role, id, options) {
+        const { command, id: key } = roleOf(ROLES, role, "softphone.chooseDevice");
+        if (typeof id !== "string") throw argumentError("softphone.chooseDevice: the identifier must be a string (\"\" for the system's default)");
+        await this[command]({ [key]: id }, options);
+    }
+
+    /** Sets the volume of "speaker", "microphone" or "ringer", 0 to 100. */
+    async setVolume(role, volume, options) {
+        const command = roleOf(VOLUME_COMMANDS, role, "softphone.setVolume");
+        if (!Number.isInteger(volume) || volume < 0 || volume > 100) {
+            throw argumentError("softphone.setVolume: the volume must be an integer from 0 to 100");
+        }
+        await this[command]({ volume }, options);
+    }
+
+    /** The volume of "speaker", "microphone" or "ringer", 0 to 100. */
+    async volume(role, options) {
+        roleOf(VOLUME_COMMANDS, role, "softphone.volume");
+        const reply = await this.getMultimediaDeviceVolume({ device: role }, options);
+        const given = reply !== null && typeof reply === "object" ? reply.volume : undefined;
+        const value = typeof given === "number" ? given : typeof given === "string" && /^\d+$/.test(given) ? Number(given) : NaN;
+        if (!Number.isInteger(value) || value < 0 || value > 100) {
+            throw softphoneError(ErrorCode.BadReply, `"getMultimediaDeviceVolume" answered ${JSON.stringify(reply)}`, { command: "getMultimediaDeviceVolume" });
+        }
+        return value;
     }
 
     /** Stops listening; every pending request and wait is rejected with code "Closed". */

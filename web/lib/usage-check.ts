@@ -5,12 +5,14 @@ import {
     CallState,
     Capability,
     connect,
+    DeviceRole,
     EventName,
     ResultCode,
     RESULT_CODE_NAMES,
     VideoDirection,
     type CallInfo,
     type CallStateNumberValue,
+    type DeviceList,
     type Softphone,
     type SoftphoneError,
 } from "./softphone.js";
@@ -43,6 +45,21 @@ function showCall(call: CallInfo): string {
     return `${call.callId} ${call.callState} (${state}) ${call.callEvent} ${who} hold:${canHold}`;
 }
 
+// A speaker picker kept up to date, and the speaker volume shown as it changes.
+async function followSpeakers(phone: Softphone, show: (list: DeviceList) => void): Promise<void> {
+    phone.on("multimediadevicechange", () => void phone.devices().then(show));
+    phone.on("speakervolumechanged", ({ volume }) => console.log(`speaker at ${volume}%`));
+    const list = await phone.devices({ timeoutMs: 5000 });
+    show(list);
+    const headset = list.speakers.find((d) => d.name === "Headset" && !d.selected);
+    if (headset) await phone.chooseDevice(DeviceRole.speaker, headset.id);
+    await phone.chooseDevice("camera", ""); // the system's default
+    await phone.setVolume("speaker", 40);
+    const microphone: number = await phone.volume("microphone");
+    const ringing = list.all.filter((d) => d.canRing && d.isSelectedRingerDevice).map((d) => d.deviceName);
+    console.log(microphone, ringing.join(", "));
+}
+
 export async function main(): Promise<void> {
     let phone: Softphone;
     try {
@@ -69,6 +86,7 @@ export async function main(): Promise<void> {
     console.log(mode, connectionStatus);
 
     await signIn(phone, "alice@sip.test", "secret");
+    await followSpeakers(phone, (list) => console.log(list.speakers.map((d) => d.name)));
 
     const { callId } = await phone.originate({ recipient: "bob", videoDirection: VideoDirection.Inactive });
     await phone.mute({ callId, muteAudio: true });
@@ -102,6 +120,10 @@ export async function main(): Promise<void> {
     await phone.setProperty({ Other: ["x"] });
     // @ts-expect-error getProperty knows four names
     await phone.getProperty("volume");
+    // @ts-expect-error a device is chosen for one of four roles
+    await phone.chooseDevice("printer", "x");
+    // @ts-expect-error a camera has no volume
+    await phone.setVolume("camera", 50);
     // @ts-expect-error the constants are frozen
     CallState.Idle = "Dialing";
     // @ts-expect-error a Softphone comes from connect()
