@@ -1,6 +1,7 @@
 // The demo softphone page: connects to the host through the extension, signs
-// in, places and handles calls. state.js holds what is known, view.js draws
-// it, words.js turns codes into sentences; this file talks to the host.
+// in, places and handles calls, picks sound devices and sets volumes.
+// state.js holds what is known, view.js draws it, words.js turns codes into
+// sentences; this file talks to the host.
 //
 // Handles for browser tests (ids; each also has the same data-testid):
 //   host-status, auth-state, authorize-button     the way to the host, this site's permission
@@ -12,6 +13,12 @@
 //   number-field, number-clear, call-button       place a call (Enter in the field too)
 //   dialpad-0 .. dialpad-9, dialpad-star, dialpad-hash, dialpad-label, dtmf-sent
 //   incoming-notice, calls-empty, call-list
+//   devices-state                                 why the devices panel is not usable yet
+//   device-microphone, device-speaker, device-ringer, device-camera
+//                                                 one select per role; an option's value is the
+//                                                 device's id, "" is "System default"
+//   volume-speaker, volume-microphone, volume-ringer   range inputs 0..100; each shows its
+//                                                 level in volume-ROLE-value ("40%")
 // Each call is an li[data-call-id="N"] with data-call-state (the host's state
 // name) in call-list; its buttons carry data-action, one of answer, divert,
 // end, hold, resume, mute, unmute, transfer, complete-transfer,
@@ -21,6 +28,7 @@
 
 import { connect } from "../lib/softphone.js";
 import {
+  VOLUME_ROLES,
   actionRequest,
   applyCall,
   can,
@@ -34,7 +42,7 @@ import {
   userPart,
 } from "./state.js";
 import { announceCall, render, showError, showStatus } from "./view.js";
-import { callStateWords, causeWords, errorWords, reasonWords } from "./words.js";
+import { callStateWords, causeWords, deviceErrorWords, errorWords, reasonWords } from "./words.js";
 
 const HELLO_TIMEOUT_MS = 3000;
 const FAILED = Symbol("failed");
@@ -102,14 +110,15 @@ function ensureSession() {
 }
 
 // Runs one user action against the host. Any failure, the session's included,
-// becomes a sentence in the error line; the result is FAILED then.
-async function act(doing, work) {
+// becomes a sentence in the error line (`words` makes it); the result is
+// FAILED then.
+async function act(doing, work, words = errorWords) {
   showError("");
   try {
     await ensureSession();
     return await work(phone);
   } catch (error) {
-    showError(errorWords(error, doing));
+    showError(words(error, doing));
     return FAILED;
   } finally {
     draw();
@@ -132,6 +141,8 @@ async function refresh() {
   } else {
     await refreshLine();
   }
+  // In the background: a failure here must not fail the session.
+  rereadDevices();
 }
 
 async function refreshCalls() {
@@ -139,24 +150,50 @@ async function refreshCalls() {
   replaceCalls(state.calls, reply && reply.calls);
 }
 
-// Several transfer steps can come at once; one read after the last is enough.
-let callsReading = null;
-let callsAgain = false;
-function rereadCalls() {
-  if (callsReading) {
-    callsAgain = true;
-    return;
-  }
-  callsReading = refreshCalls()
-    .catch((error) => showError(errorWords(error, "read the calls")))
-    .finally(() => {
-      callsReading = null;
-      draw();
-      if (callsAgain) {
-        callsAgain = false;
-        rereadCalls();
-      }
+// A read that events can ask for several at once (transfer steps, device
+// changes): one at a time, and one more after it for all asked meanwhile. The
+// promise returned ends with a read that started after the call.
+function rereader(doing, work) {
+  let reading = null;
+  let queued = null;
+  const start = () => {
+    reading = work()
+      .catch((error) => showError(errorWords(error, doing)))
+      .finally(() => {
+        reading = null;
+        draw();
+      });
+    return reading;
+  };
+  return () => {
+    if (queued) return queued;
+    if (!reading) return start();
+    queued = reading.then(() => {
+      queued = null;
+      return start();
     });
+    return queued;
+  };
+}
+
+const rereadCalls = rereader("read the calls", refreshCalls);
+
+async function refreshDevices() {
+  const [devices, ...volumes] = await Promise.all([
+    phone.devices(),
+    ...VOLUME_ROLES.map((role) => phone.volume(role)),
+  ]);
+  state.devices = devices;
+  VOLUME_ROLES.forEach((role, i) => {
+    state.volumes[role] = volumes[i];
+  });
+}
+
+const rereadDevices = rereader("read the sound devices and cameras", refreshDevices);
+
+function forgetDevices() {
+  state.devices = null;
+  state.volumes = { speaker: null, microphone: null, ringer: null };
 }
 
 const isTrue = (value) => value === true || value === "true";
@@ -226,6 +263,7 @@ function onCredentialsPrompt(content) {
 const EVENTS = {
   userauthorized(content) {
     state.auth = isTrue(content) ? "UserAuthorized" : "UserDenied";
+    if (state.auth === "UserDenied") forgetDevices();
   },
   callstatechange: onCall,
   attendedtransferstatechange() {
@@ -260,6 +298,17 @@ const EVENTS = {
     state.authResult = "";
     showStatus("Signed in.");
   },
+  // The framework started again (the host stops it when no page is left): its list is fresh.
+  multimediacapabilitiesstarted() {
+    if (state.auth === "UserAuthorized") rereadDevices();
+  },
+  multimediadevicechange() {
+    rereadDevices();
+  },
+  speakervolumechanged(content) {
+    const volume = Number(content && content.volume);
+    if (Number.isInteger(volume) && volume >= 0 && volume <= 100) state.volumes.speaker = volume;
+  },
   callcontrolmodechange(content) {
     state.device = (content && content.deviceName) || state.device;
     quietly("read the line", refreshLine);
@@ -271,6 +320,8 @@ const EVENTS = {
     // A prompt belonged to the host that went away.
     state.prompt = null;
     wantSignIn = false;
+    // So were its devices and levels; they are read again with the session.
+    forgetDevices();
   },
   hostconnected() {
     if (!ready) ensureSession().catch((error) => showError(errorWords(error, "reconnect to the softphone")));
@@ -446,6 +497,50 @@ function onKey(event) {
 }
 
 // ---------------------------------------------------------------------------
+// Devices and volumes. A picked device stays shown while the host is asked,
+// then the host's list says what is used; a refused pick goes back at once.
+
+async function onDevicePick(event) {
+  const select = event.target.closest("select[data-role]");
+  if (!select) return;
+  const role = select.dataset.role;
+  const id = select.value;
+  const name = id === "" ? "" : select.selectedOptions[0].textContent;
+  const doing = id === "" ? `use the system's default ${role}` : `use "${name}" as the ${role}`;
+  showStatus("");
+  state.choosing[role] = id;
+  const chosen = await act(doing, (p) => p.chooseDevice(role, id), deviceErrorWords);
+  if (chosen === FAILED) {
+    delete state.choosing[role];
+    draw();
+  } else {
+    showStatus(`${id === "" ? `The system's default ${role}` : `"${name}"`} is used as the ${role} from the next call.`);
+  }
+  await rereadDevices();
+  delete state.choosing[role];
+  draw();
+}
+
+// While a slider moves its level is shown; the host is told when it is let go.
+function onVolumeInput(event) {
+  const slider = event.target.closest("input[data-role]");
+  if (!slider) return;
+  state.volumes[slider.dataset.role] = Number(slider.value);
+  draw();
+}
+
+async function onVolumeSet(event) {
+  const slider = event.target.closest("input[data-role]");
+  if (!slider) return;
+  const role = slider.dataset.role;
+  const volume = Number(slider.value);
+  state.volumes[role] = volume;
+  const set = await act(`set the ${role} volume to ${volume}%`, (p) => p.setVolume(role, volume));
+  // Back to the level the host keeps.
+  if (set === FAILED) rereadDevices();
+}
+
+// ---------------------------------------------------------------------------
 
 function start() {
   $("signin-form").addEventListener("submit", onSignIn);
@@ -468,6 +563,9 @@ function start() {
   $("call-list").addEventListener("click", onCallListClick);
   $("call-list").addEventListener("keydown", onCallListKey);
   document.addEventListener("keydown", onKey);
+  $("device-pickers").addEventListener("change", onDevicePick);
+  $("volume-sliders").addEventListener("input", onVolumeInput);
+  $("volume-sliders").addEventListener("change", onVolumeSet);
 
   draw();
   ensureSession().catch((error) => showError(errorWords(error, "start the softphone")));

@@ -15,7 +15,31 @@ export function createState() {
     line: "", // the line, "alice (alice@example.com)"
     calls: new Map(), // callId -> call object of the host, only calls not ended
     tones: { callId: 0, digits: "" }, // tones sent to the current call
+    devices: null, // the library's device list ({ microphones, speakers, ... }) once read
+    volumes: { speaker: null, microphone: null, ringer: null }, // 0..100 once read
+    choosing: {}, // role -> the device id the user picked, while the host is asked
   };
+}
+
+// The device roles, each with its group in the library's device list.
+export const DEVICE_GROUPS = {
+  microphone: "microphones",
+  speaker: "speakers",
+  ringer: "ringers",
+  camera: "cameras",
+};
+export const VOLUME_ROLES = ["speaker", "microphone", "ringer"];
+
+// The entries of a role's picker, "System default" ("") first, and the one to
+// show: the pick being sent, else the device the host uses for the role. The
+// host marks the device the default stands for, so "System default" shows only
+// when it marks none.
+export function deviceChoices(state, role) {
+  const list = (state.devices && state.devices[DEVICE_GROUPS[role]]) || [];
+  const options = [{ value: "", label: "System default" }, ...list.map((d) => ({ value: d.id, label: d.name }))];
+  const selected = list.find((d) => d.selected);
+  const value = Object.hasOwn(state.choosing, role) ? state.choosing[role] : selected ? selected.id : "";
+  return { options, value };
 }
 
 // A capability counts only when the call object says true.

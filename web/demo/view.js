@@ -3,7 +3,10 @@
 
 import {
   COUNTERPART,
+  DEVICE_GROUPS,
+  VOLUME_ROLES,
   callActions,
+  deviceChoices,
   dtmfTarget,
   partyDetail,
   partyOf,
@@ -205,10 +208,41 @@ export function renderCalls(state) {
   if (lostFocus) $("calls-heading").focus();
 }
 
+function devicesWords(state) {
+  if (state.host !== "connected") return "Available once the softphone host answers.";
+  if (state.auth !== "UserAuthorized") return "Available once this site is allowed.";
+  if (state.devices === null) return "Reading the devices…";
+  return "";
+}
+
+export function renderDevices(state) {
+  setText($("devices-state"), devicesWords(state));
+  for (const role of Object.keys(DEVICE_GROUPS)) {
+    const select = $(`device-${role}`);
+    const { options, value } = deviceChoices(state, role);
+    // Rebuilt only when the list changes, so an open picker stays open.
+    const key = JSON.stringify(options);
+    if (select.dataset.key !== key) {
+      select.dataset.key = key;
+      select.replaceChildren(...options.map((entry) => new Option(entry.label, entry.value)));
+    }
+    if (select.value !== value) select.value = value;
+    select.disabled = state.devices === null;
+  }
+  for (const role of VOLUME_ROLES) {
+    const slider = $(`volume-${role}`);
+    const volume = state.volumes[role];
+    slider.disabled = volume === null;
+    if (volume !== null && slider.value !== String(volume)) slider.value = String(volume);
+    setText($(`volume-${role}-value`), volume === null ? "" : `${volume}%`);
+  }
+}
+
 export function render(state) {
   renderAccount(state);
   renderDialPad(state);
   renderCalls(state);
+  renderDevices(state);
 }
 
 // Messages for the user: one line of news, one line for the last error.

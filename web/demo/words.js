@@ -56,6 +56,15 @@ export function errorWords(error, doing) {
   return `Could not ${doing}: ${reasonWords(error)}.`;
 }
 
+// A refused device choice: the device has gone since the list was read, or
+// cannot be used for that role.
+export function deviceErrorWords(error, doing) {
+  if (error && error.code === "eInvalidArgument") {
+    return `Could not ${doing}: the softphone does not have that device any more, or it cannot be used for that.`;
+  }
+  return errorWords(error, doing);
+}
+
 const AUTH_WORDS = {
   UserAuthorized: "This site may use the softphone.",
   UserDenied: "You refused this site the use of the softphone.",
