@@ -1,11 +1,11 @@
 // Real parts for the browser tests and the browser demo: Debian's Chromium
 // with the unpacked extension, the built host registered in the browser's
-// profile, pages served from loopback, and Kamailio with an answering SIP
-// phone (pela_sipbed).
+// profile, pages served from loopback, Kamailio with an answering SIP phone
+// (pela_sipbed), and a private PulseAudio sound server.
 
-import { spawn } from "node:child_process";
+import { execFile, spawn } from "node:child_process";
 import { once } from "node:events";
-import { mkdtempSync, mkdirSync, writeFileSync, readFileSync, readdirSync, rmSync, existsSync, createReadStream } from "node:fs";
+import { mkdtempSync, mkdirSync, writeFileSync, readFileSync, readdirSync, rmSync, existsSync, createReadStream, openSync, closeSync } from "node:fs";
 import { createServer } from "node:http";
 import { tmpdir } from "node:os";
 import { join, resolve, extname, normalize } from "node:path";
@@ -85,6 +85,65 @@ export async function startSipBed({ autoAnswer = false } = {}) {
   return { ...info, command, stop };
 }
 
+// A private PulseAudio sound server, as a desktop has one: speakers "speakers"
+// (the default) and "headset" (null sinks), a microphone "mic" (a 1 kHz sine,
+// the default). Anonymous access on a socket in a private folder, started
+// without the machine's configuration; nothing of the machine's own sound.
+// `server` is for PULSE_SERVER; `pactl(...args)` resolves with its output.
+export async function startPulse(ms = 10000) {
+  const dir = mkdtempSync(join(tmpdir(), "pela-pulse-"));
+  const socket = join(dir, "run/native");
+  mkdirSync(join(dir, "run"), { mode: 0o700 });
+  writeFileSync(
+    join(dir, "default.pa"),
+    `load-module module-native-protocol-unix auth-anonymous=1 socket=${socket}\n` +
+      "load-module module-null-sink sink_name=speakers sink_properties=device.description=Speakers\n" +
+      "load-module module-null-sink sink_name=headset sink_properties=device.description=Headset\n" +
+      "load-module module-sine-source source_name=mic frequency=1000 source_properties=device.description=Microphone\n" +
+      "set-default-sink speakers\nset-default-source mic\n",
+  );
+  const env = Object.fromEntries(
+    Object.entries(process.env).filter(([key]) => key !== "HOME" && key !== "PULSE_SERVER" && key !== "DISPLAY" && !key.startsWith("XDG_")),
+  );
+  const server = "unix:" + socket;
+  const log = openSync(join(dir, "pulse.log"), "w", 0o600);
+  const child = spawn(
+    "/usr/bin/pulseaudio",
+    ["-n", "-F", join(dir, "default.pa"), "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no", "--log-target=stderr"],
+    { env: { ...env, HOME: dir, XDG_RUNTIME_DIR: join(dir, "run"), XDG_CONFIG_HOME: join(dir, "config") }, stdio: ["ignore", log, log] },
+  );
+  closeSync(log);
+  let failed = null; // spawning failed: no process to wait for
+  child.on("error", (error) => {
+    failed = error;
+  });
+  const pactl = (...args) =>
+    new Promise((resolvePactl) =>
+      execFile("pactl", ["-s", server, ...args], { env: { ...env, HOME: dir, LC_ALL: "C" }, timeout: 5000 }, (error, stdout) =>
+        resolvePactl(error ? "" : stdout)),
+    );
+  const stop = async () => {
+    if (!failed && child.exitCode === null && child.signalCode === null) {
+      child.kill("SIGTERM");
+      const timer = setTimeout(() => child.kill("SIGKILL"), 5000);
+      await once(child, "exit");
+      clearTimeout(timer);
+    }
+    rmSync(dir, { recursive: true, force: true });
+  };
+  try {
+    await waitFor(async () => {
+      if (failed) throw failed;
+      return (await pactl("list", "short", "sinks")).includes("speakers");
+    }, ms, "PulseAudio to start");
+  } catch (error) {
+    const why = failed ? failed.message : readFileSync(join(dir, "pulse.log"), "utf8") || error.message;
+    await stop();
+    throw new Error("PulseAudio did not start: " + why);
+  }
+  return { server, pactl, stop };
+}
+
 // A private home for the host with the given sites pre-approved.
 export function hostHome(approvedSites = []) {
   const home = mkdtempSync(join(tmpdir(), "pela-web-"));
@@ -102,13 +161,14 @@ export function hostLog(home) {
 // Chromium with the extension loaded and the host registered in its profile,
 // as `pelahost --install` would register it for a user.
 // registerAs: the origin the manifest allows, or null for no manifest at all.
-export async function launchBrowser(home, { headless = true, registerAs = `chrome-extension://${EXTENSION_ID}/` } = {}) {
+// extraEnv: more for the browser's environment, which the host inherits.
+export async function launchBrowser(home, { headless = true, registerAs = `chrome-extension://${EXTENSION_ID}/`, extraEnv = {} } = {}) {
   const { chromium } = await import("playwright-core");
   const profile = join(home, "profile");
   mkdirSync(join(profile, "NativeMessagingHosts"), { recursive: true });
   if (registerAs) registerHost(home, registerAs);
   // The host inherits the browser's environment: its files go to the private home.
-  const env = { ...process.env, HOME: home, XDG_CONFIG_HOME: join(home, "config"), XDG_STATE_HOME: join(home, "state"), XDG_RUNTIME_DIR: join(home, "run"), NO_AT_BRIDGE: "1" };
+  const env = { ...process.env, HOME: home, XDG_CONFIG_HOME: join(home, "config"), XDG_STATE_HOME: join(home, "state"), XDG_RUNTIME_DIR: join(home, "run"), NO_AT_BRIDGE: "1", ...extraEnv };
   if (headless) {
     delete env.DISPLAY;
     delete env.WAYLAND_DISPLAY;
