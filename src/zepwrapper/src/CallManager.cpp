@@ -1,6 +1,7 @@
 #include "CallManager.h"
 
 #include <cctype>
+#include <fstream>
 #include <regex>
 
 #include <linphone/core.h>
@@ -36,6 +37,31 @@ LinphoneMediaDirection engineDirection(VideoDirection d) {
             break;
     }
     return LinphoneMediaDirectionInactive;
+}
+
+// One second of silence as a mono 16-bit 8 kHz WAV file, which the engine
+// plays in a loop.
+bool writeSilence(const std::string& path) {
+    const uint32_t rate = 8000;
+    const uint32_t bytes = rate * 2;
+    auto le = [](std::ofstream& out, uint32_t value, int size) {
+        for (int i = 0; i < size; ++i) out.put(static_cast<char>((value >> (8 * i)) & 0xff));
+    };
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << "RIFF";
+    le(out, 36 + bytes, 4);
+    out << "WAVEfmt ";
+    le(out, 16, 4);
+    le(out, 1, 2);  // PCM
+    le(out, 1, 2);  // mono
+    le(out, rate, 4);
+    le(out, rate * 2, 4);  // bytes per second
+    le(out, 2, 2);         // bytes per frame
+    le(out, 16, 2);        // bits per sample
+    out << "data";
+    le(out, bytes, 4);
+    out << std::string(bytes, '\0');
+    return static_cast<bool>(out.flush());
 }
 
 std::string text(const char* s) {
@@ -91,21 +117,40 @@ void CallManager::onEngineStarted() {
     // Digits go in the media stream as RFC 4733 events, never as SIP INFO.
     linphone_core_set_use_rfc2833_for_dtmf(core, TRUE);
     linphone_core_set_use_info_for_dtmf(core, FALSE);
+    chooseAudio();
+    m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
+    linphone_core_cbs_set_user_data(m_pCbs, this);
+    linphone_core_cbs_set_call_state_changed(m_pCbs, &EngineCallbacks::callState);
+    linphone_core_cbs_set_transfer_state_changed(m_pCbs, &EngineCallbacks::transferState);
+    linphone_core_add_callbacks(core, m_pCbs);
+}
+
+void CallManager::chooseAudio() {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return;
     // Calls use the sound card. Files stand in for it when "[zep] play_file"
     // or "record_file" name them (a tone for tests), or when the machine has
-    // nothing to record from or play to (then we send silence).
+    // nothing to record from or play to.
     LinphoneConfig* config = linphone_core_get_config(core);
-    const std::string play = text(linphone_config_get_string(config, "zep", "play_file", ""));
+    std::string play = text(linphone_config_get_string(config, "zep", "play_file", ""));
     const std::string record = text(linphone_config_get_string(config, "zep", "record_file", ""));
     const bool soundCard = DeviceManager::hasSoundCard(core);
     const bool files = !play.empty() || !record.empty() || !soundCard;
+    const bool silent = files && play.empty();
+    if (silent) {
+        // Without a file the engine sends no RTP at all, and far ends then
+        // hold back the last digit of a burst or drop the call: silence it is.
+        play = m_context.engine.folder() + "/silence.wav";
+        if (!writeSilence(play)) ZEP_LOG(OZKLogLevelWarning, kSrc, "call audio: [" << play << "] not written");
+    }
     linphone_core_set_use_files(core, files ? TRUE : FALSE);
-    if (!play.empty()) linphone_core_set_play_file(core, play.c_str());
+    if (files) linphone_core_set_play_file(core, play.c_str());
     if (!record.empty()) linphone_core_set_record_file(core, record.c_str());
     if (files) {
         ZEP_LOG(OZKLogLevelInfo, kSrc,
                 "call audio: files [" << play << "] [" << record << "]"
-                                      << (soundCard ? "" : ": no sound device to record from and play to"));
+                                      << (soundCard ? "" : ": no sound device to record from and play to")
+                                      << (silent ? ", sending silence" : ""));
     } else {
         // The engine's echo canceller, waiting for an echo to lock on to,
         // plays the far end as zeros until it finds one: on a headset or a
@@ -120,11 +165,6 @@ void CallManager::onEngineStarted() {
                                                               << "] playing to ["
                                                               << text(linphone_core_get_playback_device(core)) << "]");
     }
-    m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
-    linphone_core_cbs_set_user_data(m_pCbs, this);
-    linphone_core_cbs_set_call_state_changed(m_pCbs, &EngineCallbacks::callState);
-    linphone_core_cbs_set_transfer_state_changed(m_pCbs, &EngineCallbacks::transferState);
-    linphone_core_add_callbacks(core, m_pCbs);
 }
 
 void CallManager::onEngineStopping() {
@@ -160,6 +200,7 @@ void CallManager::dropAll(bool tell) {
         });
     }
     m_dtmfPosted = false;
+    if (tell && m_ringing) m_ringing(false, false);
 }
 
 // --- Ids and records -----------------------------------------------------------
@@ -396,6 +437,21 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
         }
     }
     if (engineState == LinphoneCallStateReleased) release(id);
+    tellRinging();
+}
+
+void CallManager::tellRinging() {
+    if (!m_ringing) return;
+    bool in = false;
+    bool out = false;
+    for (const auto& item : m_calls) {
+        const Entry& entry = item.second;
+        in |= entry.reported == CallState::RingIn;
+        // With early media the far end's own ring-back is heard instead.
+        out |= entry.reported == CallState::RingOut &&
+               linphone_call_get_state(entry.call) == LinphoneCallStateOutgoingRinging;
+    }
+    m_ringing(in, out);
 }
 
 void CallManager::handleTransferState(LinphoneCall* call, int engineState) {

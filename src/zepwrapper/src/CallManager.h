@@ -36,6 +36,14 @@ public:
     // The core has just started / is about to stop.
     void onEngineStarted();
     void onEngineStopping();
+    // Picks the sound devices or files for the next calls, from what the
+    // machine has now.
+    void chooseAudio();
+    // Told, on every change, whether a call rings in and whether one of ours
+    // rings at the far end (with no early media of its own).
+    void setRingingListener(std::function<void(bool ringingIn, bool ringingOut)> listener) {
+        m_ringing = std::move(listener);
+    }
 
     int joinCalls(int callId, int joinCallId);
     int transferCall(int callId, const std::string& number);
@@ -108,6 +116,7 @@ private:
     void runWaiting(int callId);
     void endTransfer(int callId);
     void pumpDtmf();
+    void tellRinging();
 
     FrameworkContext m_context;
     const AccountManager& m_account;
@@ -116,6 +125,7 @@ private:
     std::map<int, Entry> m_calls;  // by id: ascending ids are the stable order
     int m_nextId = 1;
     bool m_dtmfPosted = false;
+    std::function<void(bool, bool)> m_ringing;
 };
 
 }  // namespace zep

@@ -132,9 +132,9 @@ int DeviceManager::setSoundDevice(Role role, const std::string& id) {
             return ApiReturnCodeEnum::eInvalidArgument;
         }
     }
-    // Null is the system's default; the engine keeps the choice in its config.
-    // It applies from the next call: the engine's PulseAudio streams cannot
-    // change device while they run.
+    // Null is the system's default; the engine keeps the choice in its config
+    // for the next calls. Its PulseAudio streams cannot change device while
+    // they run: the sound server moves them.
     const char* engineId = id.empty() ? nullptr : id.c_str();
     LinphoneStatus status = 0;
     switch (role) {
@@ -153,7 +153,71 @@ int DeviceManager::setSoundDevice(Role role, const std::string& id) {
     linphone_config_set_string(config, kVolumeSection, kChoiceKeys[static_cast<int>(role)], id.c_str());
     linphone_config_sync(config);
     ZEP_LOG(OZKLogLevelInfo, kSrc, "sound device for role " << static_cast<int>(role) << ": [" << id << "]");
-    return status == 0 ? ApiReturnCodeEnum::eNoError : ApiReturnCodeEnum::eOperationFailed;
+    if (status != 0) return ApiReturnCodeEnum::eOperationFailed;
+    followChoice(role);
+    return ApiReturnCodeEnum::eNoError;
+}
+
+void DeviceManager::followChoice(Role role) {
+    LinphoneCore* core = m_context.engine.core();
+    // The ring follows its device itself; calls on files have no streams to move.
+    if (role == Role::Ringer || linphone_core_get_calls_nb(core) == 0 || linphone_core_get_use_files(core)) return;
+    const auto direction =
+        role == Role::Recording ? SoundServer::Direction::Recording : SoundServer::Direction::Playback;
+    if (m_sound.moveStreams(direction, chosenDeviceName(role)) < 0) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "the calls could not be moved to the chosen device");
+    }
+}
+
+std::string DeviceManager::keptChoice(Role role) const {
+    LinphoneConfig* config = linphone_core_get_config(m_context.engine.core());
+    return text(linphone_config_get_string(config, kVolumeSection, kChoiceKeys[static_cast<int>(role)], ""));
+}
+
+std::string DeviceManager::chosenDeviceName(Role role) const {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return "";
+    const std::string id = keptChoice(role);
+    if (id.empty()) return "";
+    AudioDevices sound(core);
+    LinphoneAudioDevice* device = sound.find(id);
+    return device != nullptr ? text(linphone_audio_device_get_device_name(device)) : "";
+}
+
+void DeviceManager::onDevicesChanged() {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return;
+    linphone_core_reload_sound_devices(core);
+    for (Role role : {Role::Recording, Role::Playout, Role::Ringer}) {
+        const std::string id = keptChoice(role);
+        if (id.empty()) continue;
+        AudioDevices sound(core);
+        const bool present = sound.find(id) != nullptr;
+        const char* engineId = present ? id.c_str() : nullptr;
+        const std::string before = text(role == Role::Recording ? linphone_core_get_capture_device(core)
+                                        : role == Role::Playout ? linphone_core_get_playback_device(core)
+                                                                : linphone_core_get_ringer_device(core));
+        // Our record stays: the device takes over again when it is back.
+        switch (role) {
+            case Role::Recording:
+                linphone_core_set_capture_device(core, engineId);
+                break;
+            case Role::Playout:
+                linphone_core_set_playback_device(core, engineId);
+                break;
+            case Role::Ringer:
+                linphone_core_set_ringer_device(core, engineId);
+                break;
+        }
+        if (present && before != id) {
+            ZEP_LOG(OZKLogLevelInfo, kSrc, "chosen sound device [" << id << "] is back");
+            followChoice(role);
+        } else if (!present) {
+            ZEP_LOG(OZKLogLevelInfo, kSrc, "chosen sound device [" << id << "] is gone: the default is used");
+        }
+    }
+    m_context.deliver<ZepMediaDeviceObserver>("onMultimediaDevicesChanged",
+                                              [](ZepMediaDeviceObserver& o) { o.onMultimediaDevicesChanged(); });
 }
 
 bool DeviceManager::hasSoundCard(LinphoneCore* core) {
@@ -169,10 +233,8 @@ bool DeviceManager::hasSoundCard(LinphoneCore* core) {
 void DeviceManager::onEngineStarted() {
     LinphoneCore* core = m_context.engine.core();
     if (core == nullptr) return;
-    LinphoneConfig* config = linphone_core_get_config(core);
     for (Role role : {Role::Recording, Role::Playout, Role::Ringer}) {
-        const std::string id =
-            text(linphone_config_get_string(config, kVolumeSection, kChoiceKeys[static_cast<int>(role)], ""));
+        const std::string id = keptChoice(role);
         // A device gone since is left alone: the engine's default stands in.
         if (!id.empty() && setSoundDevice(role, id) != ApiReturnCodeEnum::eNoError) {
             ZEP_LOG(OZKLogLevelInfo, kSrc, "chosen sound device [" << id << "] is not there: the default is used");

@@ -47,6 +47,7 @@ bool LinphoneEngine::start(const std::string& folder, std::string& error) {
         stop();
         return false;
     }
+    m_folder = folder;
     return true;
 }
 
@@ -61,6 +62,10 @@ void LinphoneEngine::configure() {
     linphone_core_enable_video_capture(m_pCore, FALSE);
     linphone_core_enable_video_display(m_pCore, FALSE);
     linphone_core_enable_video_preview(m_pCore, FALSE);
+    // The engine's ring and ring-back play a sound file it does not ship, at
+    // a volume PulseAudio ignores: the framework plays its own.
+    linphone_core_set_ring(m_pCore, nullptr);
+    linphone_core_set_ringback(m_pCore, nullptr);
 
     // Random ports for SIP and media so that several processes (and tests)
     // never collide; TLS stays off until sign-in asks for it.
@@ -89,6 +94,7 @@ void LinphoneEngine::stop() {
     if (m_pCore == nullptr) return;
     LinphoneCore* pCore = m_pCore;
     m_pCore = nullptr;
+    m_folder.clear();
     if (linphone_core_get_global_state(pCore) != LinphoneGlobalOff) linphone_core_stop(pCore);
     linphone_core_unref(pCore);
     ZEP_LOG(OZKLogLevelInfo, kSrc, "engine released");

@@ -29,11 +29,14 @@ public:
 
     // Null when not running.
     LinphoneCore* core() const { return m_pCore; }
+    // The folder of its files (no trailing slash); "" when not running.
+    const std::string& folder() const { return m_folder; }
 
 private:
     void configure();
 
     LinphoneCore* m_pCore = nullptr;
+    std::string m_folder;
 };
 
 }  // namespace zep

@@ -53,6 +53,9 @@ void ZepWrapperImpl::start() {
         return;
     }
     m_started = true;
+    // Without a sound server calls run on files and nothing rings; the log says so.
+    m_sound.connect([this] { m_queue.post([this] { onSoundDevicesChanged(); }); });
+    m_calls.setRingingListener([this](bool in, bool out) { m_ringer.update(in, out); });
     m_account.onEngineStarted();
     m_calls.onEngineStarted();
     // After the call manager: its choice of sound card or files resets the devices.
@@ -73,6 +76,8 @@ void ZepWrapperImpl::stop() {
     m_started = false;
     notifyStopped();
     m_account.onEngineStopping();
+    m_ringer.stop();
+    m_sound.disconnect();
     m_engine.stop();
     const size_t dropped = m_queue.clear();
     if (dropped > 0) ZEP_LOG(OZKLogLevelInfo, kSrc, "stop: dropped [" << dropped << "] queued tasks");
@@ -88,6 +93,13 @@ void ZepWrapperImpl::pumpNextDispatcherTask() {
     if (!m_started) return;
     m_engine.iterate();
     m_queue.runPending();
+}
+
+void ZepWrapperImpl::onSoundDevicesChanged() {
+    if (!m_started) return;
+    m_calls.chooseAudio();
+    m_devices.onDevicesChanged();
+    m_ringer.onRingerDeviceChanged();
 }
 
 void ZepWrapperImpl::notifyStarted() {
@@ -254,7 +266,9 @@ int ZepWrapperImpl::setRecordingDevice(const std::string& id) {
 }
 
 int ZepWrapperImpl::setRingerDevice(const std::string& id) {
-    return m_devices.setRingerDevice(id);
+    const int result = m_devices.setRingerDevice(id);
+    if (result == ApiReturnCodeEnum::eNoError) m_ringer.onRingerDeviceChanged();
+    return result;
 }
 
 int ZepWrapperImpl::setCurrentSpeakerVolume(int volume) {
@@ -262,7 +276,9 @@ int ZepWrapperImpl::setCurrentSpeakerVolume(int volume) {
 }
 
 int ZepWrapperImpl::setCurrentRingerVolume(int volume) {
-    return m_devices.setVolume("ringer", volume);
+    const int result = m_devices.setVolume("ringer", volume);
+    if (result == ApiReturnCodeEnum::eNoError) m_ringer.onRingerVolumeChanged();
+    return result;
 }
 
 int ZepWrapperImpl::setCurrentMicrophoneVolume(int volume) {

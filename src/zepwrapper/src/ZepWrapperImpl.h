@@ -14,6 +14,8 @@
 #include "FrameworkContext.h"
 #include "LinphoneEngine.h"
 #include "ObserverRegistry.h"
+#include "Ringer.h"
+#include "SoundServer.h"
 
 namespace tessel {
 namespace zep {
@@ -107,6 +109,8 @@ public:
     int handleInvalidCertificate(const std::string& certFingerprint, bool accept) override;
 
 private:
+    // Sound devices came or went (posted from the sound server's thread).
+    void onSoundDevicesChanged();
     void notifyStarted();
     void notifyStopped();
     int notSupported(const char* operation) const;
@@ -117,7 +121,9 @@ private:
     FrameworkContext m_context{m_engine, m_observers, m_queue};
     AccountManager m_account{m_context};
     CallManager m_calls{m_context, m_account};
-    DeviceManager m_devices{m_context};
+    SoundServer m_sound;
+    DeviceManager m_devices{m_context, m_sound};
+    Ringer m_ringer{m_sound, m_devices};
     // Read by isStarted from any thread; changed only on the pumping thread.
     std::atomic<bool> m_started{false};
     // Set while stop() runs, so a callback cannot restart us half-way.
