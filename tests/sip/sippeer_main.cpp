@@ -264,6 +264,15 @@ std::string Peer::handle(const std::string& line, bool& quit) {
         LinphoneCall* call = callFor(w, 1, error);
         return call ? "ok volume " + std::to_string(linphone_call_get_play_volume(call)) : error;
     }
+    if (cmd == "received") {
+        LinphoneCall* call = callFor(w, 1, error);
+        if (call == nullptr) return error;
+        LinphoneCallStats* stats = linphone_call_get_audio_stats(call);
+        const rtp_stats_t* rtp = stats != nullptr ? linphone_call_stats_get_rtp_stats(stats) : nullptr;
+        const unsigned long long packets = rtp != nullptr ? rtp->packet_recv : 0;
+        if (stats != nullptr) linphone_call_stats_unref(stats);
+        return "ok received " + std::to_string(packets);
+    }
     if (cmd == "answer" || cmd == "hangup" || cmd == "hold" || cmd == "resume") {
         LinphoneCall* call = callFor(w, 1, error);
         if (call == nullptr) return error;

@@ -313,6 +313,12 @@ double SipPeer::receivedVolume(int id) {
     return std::atof(reply.c_str() + std::strlen("ok volume "));
 }
 
+long SipPeer::receivedPackets(int id) {
+    std::string reply;
+    if (!command(id > 0 ? "received " + std::to_string(id) : "received", &reply)) return -1;
+    return std::atol(reply.c_str() + std::strlen("ok received "));
+}
+
 std::string SipPeer::receivedDtmf() {
     std::string reply;
     if (!command("dtmf-received", &reply)) return "";

@@ -33,6 +33,7 @@ class KamailioFixture;
 //   call <sip-uri>                     -> "ok call <id>"
 //   answer [id] | hangup [id] | hold [id] | resume [id]
 //   volume [id]     -> "ok volume <level of the received audio, dBm0>"
+//   received [id]   -> "ok received <audio RTP packets received so far>"
 //   dtmf-received   -> "ok dtmf-received <digits in arrival order, or ->"
 //   quit
 // Events:
@@ -91,6 +92,8 @@ public:
     double receivedVolume(int id = 0);
     // Digits received so far, in order.
     std::string receivedDtmf();
+    // Audio RTP packets received on the call so far; -1 when it cannot tell.
+    long receivedPackets(int id = 0);
 
     const std::string& name() const { return m_options.name; }
     // The WAV the peer records what it hears to.
