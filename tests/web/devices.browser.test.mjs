@@ -140,9 +140,7 @@ test("a device gone since the list was read is refused in words, and the picker 
   assert.deepEqual(await selectedSpeaker(), ["Headset"]);
 });
 
-// The host's report of changed devices ("multimediadevicechange") is being
-// added: until it is in, this runs and a failure is reported as to do.
-test("a speaker plugged in appears in the picker", { timeout: 30000, todo: "the host does not report device changes yet" }, async () => {
+test("a speaker plugged in appears in the picker", { timeout: 30000 }, async () => {
   const from = await page.evaluate(() => window.__events.length);
   assert.match(await pulse.pactl("load-module", "module-null-sink", "sink_name=usb", "sink_properties=device.description=USB"), /^\d+/);
   await waitFor(() => page.evaluate((n) => window.__events.length > n, from), 5000, "multimediadevicechange");
