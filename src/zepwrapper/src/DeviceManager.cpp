@@ -1,8 +1,10 @@
 #include "DeviceManager.h"
 
 #include <linphone/core.h>
+#include <mediastreamer2/mediastream.h>
 #include <mediastreamer2/msfactory.h>
 #include <mediastreamer2/mssndcard.h>
+#include <mediastreamer2/mswebcam.h>
 #include <zepwrapper/ZepMediaDeviceObserver.h>
 
 #include "zepwrapper/ResultCodes.h"
@@ -56,6 +58,15 @@ struct AudioDevices {
     }
     bctbx_list_t* list;
 };
+
+// The engine's synthetic moving picture ("Mire"), offered beside its still
+// picture as a camera for tests and for machines without one. The engine
+// has it only when its process runs with DEBUG=1: ours announces it always.
+MSWebCamDesc g_testPattern;
+
+void addTestPattern(MSWebCamManager* cameras) {
+    ms_web_cam_manager_add_cam(cameras, ms_web_cam_new(&g_testPattern));
+}
 
 }  // namespace
 
@@ -233,6 +244,17 @@ bool DeviceManager::hasSoundCard(LinphoneCore* core) {
 void DeviceManager::onEngineStarted() {
     LinphoneCore* core = m_context.engine.core();
     if (core == nullptr) return;
+    // The camera chosen last time, read before the engine's reload of its
+    // cameras, which forgets a choice it did not know at start.
+    const std::string camera = text(linphone_config_get_string(linphone_core_get_config(core), "video", "device", ""));
+    g_testPattern = *ms_mire_webcam_desc_get();
+    g_testPattern.detect = &addTestPattern;
+    ms_web_cam_manager_register_desc(ms_factory_get_web_cam_manager(linphone_core_get_ms_factory(core)),
+                                     &g_testPattern);
+    linphone_core_reload_video_devices(core);
+    if (!camera.empty() && setCaptureDevice(camera) != ApiReturnCodeEnum::eNoError) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "chosen camera [" << camera << "] is not there: the default is used");
+    }
     for (Role role : {Role::Recording, Role::Playout, Role::Ringer}) {
         const std::string id = keptChoice(role);
         // A device gone since is left alone: the engine's default stands in.
