@@ -35,6 +35,8 @@ public:
     // WAV file; false when nothing was recorded.
     bool record(const std::string& source, int seconds, const std::string& wavPath) const;
     const std::string& error() const { return m_error; }
+    // The server's process, -1 when not running.
+    pid_t pid() const { return m_pid; }
 
 private:
     std::unique_ptr<pelatest::TempDir> m_pDir;
