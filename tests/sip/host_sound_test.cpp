@@ -154,6 +154,8 @@ TEST_F(HostSoundTest, DevicesAreListedChosenAndUsedBothWays) {
     EXPECT_EQ(byId[kMicrophone].get<std::string>("canRecord"), "true");
     EXPECT_EQ(byId[kMicrophone].get<std::string>("isSelectedRecordingDevice"), "true");
     EXPECT_EQ(byId[kMicrophone].get<std::string>("clientRecordingID"), kMicrophone);
+    // The sound server's devices only: not ALSA's way into it as well.
+    EXPECT_EQ(devicesOf(listed).find("ALSA"), std::string::npos) << devicesOf(listed);
     // Unknown devices, and devices that cannot play the role, are refused.
     EXPECT_EQ(SignedInHost::field(phone.call("setPlayoutDevice", "{\"clientPlayoutID\": \"PulseAudio Unknown: Nope\"}"),
                                   "error"),

@@ -78,8 +78,16 @@ int DeviceManager::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimedi
     const std::string playout = text(linphone_core_get_playback_device(core));
     const std::string ringer = text(linphone_core_get_ringer_device(core));
     AudioDevices sound(core);
+    // Where a sound server runs, the ALSA devices are its own way in ("default")
+    // or cards it holds: listing them beside its devices only confuses.
+    bool soundServer = false;
     for (bctbx_list_t* it = sound.list; it != nullptr; it = bctbx_list_next(it)) {
         auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
+        soundServer |= text(linphone_audio_device_get_driver_name(device)) == "PulseAudio";
+    }
+    for (bctbx_list_t* it = sound.list; it != nullptr; it = bctbx_list_next(it)) {
+        auto* device = static_cast<LinphoneAudioDevice*>(bctbx_list_get_data(it));
+        if (soundServer && text(linphone_audio_device_get_driver_name(device)) == "ALSA") continue;
         const std::string id = text(linphone_audio_device_get_id(device));
         const std::string name = text(linphone_audio_device_get_device_name(device));
         const unsigned int caps = capabilities(core, id.c_str());
