@@ -548,10 +548,17 @@ int CallManager::answer(int callId, const std::string& videoDirection, uint64_t)
     if (!parseVideoDirection(videoDirection, video)) return ApiReturnCodeEnum::eInvalidArgument;
     if (entry->reported != CallState::RingIn) return ApiReturnCodeEnum::eInvalidState;
     LinphoneCallParams* params = paramsFor(entry->call, video);
+    // Set first: the engine reports the call connected from within accept,
+    // and that event must carry the direction answered with.
+    const VideoDirection before = entry->video;
+    entry->video = video;
     const LinphoneStatus status = linphone_call_accept_with_params(entry->call, params);
     linphone_call_params_unref(params);
-    if (status != 0) return ApiReturnCodeEnum::eCallOperationFailed;
-    entry->video = video;
+    if (status != 0) {
+        entry = find(callId);
+        if (entry != nullptr) entry->video = before;
+        return ApiReturnCodeEnum::eCallOperationFailed;
+    }
     return ApiReturnCodeEnum::eNoError;
 }
 

@@ -57,11 +57,24 @@ void LinphoneEngine::configure() {
     linphone_core_enable_auto_iterate(m_pCore, FALSE);
     linphone_core_set_user_agent(m_pCore, kUserAgentName, kUserAgentVersion);
 
-    // The call manager picks the sound card or files. No camera or video
-    // window yet.
-    linphone_core_enable_video_capture(m_pCore, FALSE);
-    linphone_core_enable_video_display(m_pCore, FALSE);
+    // Video: the camera is captured during video calls and the far end is
+    // drawn only into windows we hand the engine, never one of its own.
+    // "MSGLXVideo" draws into a foreign X window on any X server (the
+    // default XVideo renderer draws black where the server lacks XVideo);
+    // "[video] displaytype" in the engine's config chooses another.
+    LinphoneConfig* config = linphone_core_get_config(m_pCore);
+    linphone_core_enable_video_capture(m_pCore, TRUE);
+    linphone_core_enable_video_display(m_pCore, TRUE);
     linphone_core_enable_video_preview(m_pCore, FALSE);
+    linphone_core_use_preview_window(m_pCore, TRUE);
+    linphone_core_set_native_video_window_id(m_pCore, LINPHONE_VIDEO_DISPLAY_NONE);
+    linphone_core_set_native_preview_window_id(m_pCore, LINPHONE_VIDEO_DISPLAY_NONE);
+    if (!linphone_config_has_entry(config, "video", "displaytype")) {
+        linphone_core_set_video_display_filter(m_pCore, "MSGLXVideo");
+    }
+    if (!linphone_config_has_entry(config, "video", "size")) {
+        linphone_core_set_preferred_video_definition_by_name(m_pCore, "vga");
+    }
     // The engine's ring and ring-back play a sound file it does not ship, at
     // a volume PulseAudio ignores: the framework plays its own.
     linphone_core_set_ring(m_pCore, nullptr);
