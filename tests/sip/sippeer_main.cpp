@@ -23,6 +23,8 @@
 
 #include <linphone/core.h>
 #include <linphone/logging.h>
+#include <mediastreamer2/mediastream.h>
+#include <mediastreamer2/mswebcam.h>
 
 namespace {
 
@@ -31,7 +33,8 @@ struct Options {
     std::string playFile;    // WAV sent as our microphone
     std::string recordFile;  // WAV the received audio is written to
     bool autoAnswer = false;
-    int paceMs = 20;  // longest wait for input between two rounds of the engine
+    bool video = false;  // send the engine's moving test pattern, accept video
+    int paceMs = 20;     // longest wait for input between two rounds of the engine
 };
 
 // Our end of the protocol. Standard output itself is pointed at standard
@@ -146,8 +149,29 @@ bool Peer::init() {
     linphone_core_set_ring(m_pCore, nullptr);
     linphone_core_set_ringback(m_pCore, nullptr);
     linphone_core_enable_echo_cancellation(m_pCore, FALSE);
-    linphone_core_enable_video_capture(m_pCore, FALSE);
-    linphone_core_enable_video_display(m_pCore, FALSE);
+    if (m_options.video) {
+        // The moving test pattern as camera (the engine lists it only under
+        // DEBUG=1); frames received are decoded but drawn nowhere.
+        static MSWebCamDesc pattern = *ms_mire_webcam_desc_get();
+        pattern.detect = [](MSWebCamManager* cameras) {
+            ms_web_cam_manager_add_cam(cameras, ms_web_cam_new(&pattern));
+        };
+        ms_web_cam_manager_register_desc(ms_factory_get_web_cam_manager(linphone_core_get_ms_factory(m_pCore)),
+                                         &pattern);
+        linphone_core_reload_video_devices(m_pCore);
+        linphone_core_set_video_device(m_pCore, "Mire: Mire (synthetic moving picture)");
+        linphone_core_enable_video_capture(m_pCore, TRUE);
+        linphone_core_enable_video_display(m_pCore, TRUE);
+        linphone_core_set_native_video_window_id(m_pCore, LINPHONE_VIDEO_DISPLAY_NONE);
+        linphone_core_set_preferred_video_definition_by_name(m_pCore, "qvga");
+        LinphoneVideoActivationPolicy* policy = linphone_factory_create_video_activation_policy(m_pFactory);
+        linphone_video_activation_policy_set_automatically_accept(policy, TRUE);
+        linphone_core_set_video_activation_policy(m_pCore, policy);
+        linphone_video_activation_policy_unref(policy);
+    } else {
+        linphone_core_enable_video_capture(m_pCore, FALSE);
+        linphone_core_enable_video_display(m_pCore, FALSE);
+    }
     linphone_core_enable_ipv6(m_pCore, FALSE);
     linphone_core_set_use_rfc2833_for_dtmf(m_pCore, TRUE);
     linphone_core_set_use_info_for_dtmf(m_pCore, FALSE);
@@ -264,6 +288,20 @@ std::string Peer::handle(const std::string& line, bool& quit) {
         LinphoneCall* call = callFor(w, 1, error);
         return call ? "ok volume " + std::to_string(linphone_call_get_play_volume(call)) : error;
     }
+    if (cmd == "video") {
+        LinphoneCall* call = callFor(w, 1, error);
+        if (call == nullptr) return error;
+        const LinphoneCallParams* params = linphone_call_get_current_params(call);
+        const LinphoneVideoDefinition* size = linphone_call_params_get_received_video_definition(params);
+        const int width = size != nullptr ? static_cast<int>(linphone_video_definition_get_width(size)) : 0;
+        const int height = size != nullptr ? static_cast<int>(linphone_video_definition_get_height(size)) : 0;
+        const float fps = linphone_call_params_get_received_framerate(params);
+        static const char* const kDirections[] = {"Inactive", "SendOnly", "RecvOnly", "SendRecv"};
+        const int d = static_cast<int>(linphone_call_params_get_video_direction(params));
+        const char* dir = d >= 0 && d <= 3 ? kDirections[d] : "Invalid";
+        return "ok video " + std::to_string(width) + "x" + std::to_string(height) + " " +
+               std::to_string(static_cast<int>(fps)) + " " + (linphone_call_params_video_enabled(params) ? dir : "off");
+    }
     if (cmd == "received") {
         LinphoneCall* call = callFor(w, 1, error);
         if (call == nullptr) return error;
@@ -340,11 +378,11 @@ std::string Peer::doRegister(const std::vector<std::string>& w) {
 }
 
 std::string Peer::doCall(const std::vector<std::string>& w) {
-    if (w.size() != 2) return "error usage: call <sip-uri>";
+    if (w.size() != 2 && !(w.size() == 3 && w[2] == "video")) return "error usage: call <sip-uri> [video]";
     LinphoneAddress* to = linphone_factory_create_address(m_pFactory, w[1].c_str());
     if (to == nullptr) return "error bad address";
     LinphoneCallParams* params = linphone_core_create_call_params(m_pCore, nullptr);
-    linphone_call_params_enable_video(params, FALSE);
+    linphone_call_params_enable_video(params, w.size() == 3 ? TRUE : FALSE);
     LinphoneCall* call = linphone_core_invite_address_with_params(m_pCore, to, params);
     linphone_call_params_unref(params);
     linphone_address_unref(to);
@@ -400,6 +438,8 @@ bool parseArgs(int argc, char** argv, Options& options) {
             if (options.paceMs < 1 || options.paceMs > 1000) return false;
         } else if (a == "--auto-answer") {
             options.autoAnswer = true;
+        } else if (a == "--video") {
+            options.video = true;
         } else {
             return false;
         }
@@ -413,7 +453,7 @@ int main(int argc, char** argv) {
     Options options;
     if (!parseArgs(argc, argv, options)) {
         std::fprintf(stderr,
-                     "usage: %s --dir <folder> [--play <wav>] [--record <wav>] [--auto-answer] "
+                     "usage: %s --dir <folder> [--play <wav>] [--record <wav>] [--auto-answer] [--video] "
                      "[--pace-ms 1..1000]\n",
                      argv[0]);
         return 2;

@@ -157,6 +157,7 @@ bool SipPeer::start(std::chrono::milliseconds timeout) {
                                      "--pace-ms",
                                      std::to_string(m_options.paceMs)};
     if (m_options.autoAnswer) args.push_back("--auto-answer");
+    if (m_options.video) args.push_back("--video");
 
     // One socket pair serves as the peer's standard input and output; send()
     // with MSG_NOSIGNAL spares us SIGPIPE if the peer dies.

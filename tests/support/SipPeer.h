@@ -30,10 +30,11 @@ class KamailioFixture;
 //       replaces any account; the realm is the domain; requests go through
 //       host:port as outbound proxy
 //   unregister
-//   call <sip-uri>                     -> "ok call <id>"
+//   call <sip-uri> [video]             -> "ok call <id>"
 //   answer [id] | hangup [id] | hold [id] | resume [id]
 //   volume [id]     -> "ok volume <level of the received audio, dBm0>"
 //   received [id]   -> "ok received <audio RTP packets received so far>"
+//   video [id]      -> "ok video <W>x<H> <fps> <direction or off>" of the video received
 //   dtmf-received   -> "ok dtmf-received <digits in arrival order, or ->"
 //   quit
 // Events:
@@ -49,6 +50,7 @@ public:
         std::string name = "peer";  // for messages only
         double toneHz = 440.0;      // frequency of the tone we send
         bool autoAnswer = false;    // accept every incoming call at once
+        bool video = false;         // send a moving test pattern, accept video
         int paceMs = 20;            // engine rounds at least this often (1..1000)
     };
 
