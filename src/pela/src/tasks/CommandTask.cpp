@@ -115,6 +115,12 @@ void CommandTask::execute() {
         PELA_LOG4(m_log, id.source, id.className << "::execute");
     }
 
+    if (id.chromeRefusal != nullptr && !m_spContext->getIsRunByChrome()) {
+        PELA_LOG4(m_log, id.source, id.chromeRefusal);
+        TaskImplUtil::replyError(m_spContext, ApiReturnCodeEnum::eOperationFailed);
+        return;
+    }
+
     std::shared_ptr<SDKClientMessage> spMessage = m_spContext->getSDKClientMessage();
     if (!spMessage && id.requestClass != nullptr) {
         PELA_LOG4(m_log, id.source,
@@ -147,8 +153,13 @@ void CommandTask::execute() {
                 TaskImplUtil::replyError(m_spContext, ApiReturnCodeEnum::eInvalidArgument);
                 return;
             }
-            if (id.contentRule == Content::Parameters && PtreeUtil::containsDuplicateKey(*spContent, m_log)) {
-                result = ApiReturnCodeEnum::eInvalidArgument;
+            break;
+        case Content::Filled:
+            if (PtreeUtil::ptreeIsEmpty(spContent)) {
+                PELA_LOG4(m_log, id.source,
+                          (id.syntax != nullptr ? id.syntax : "Syntax error: no input content is specified"));
+                TaskImplUtil::replyError(m_spContext, ApiReturnCodeEnum::eSyntaxError);
+                return;
             }
             break;
         case Content::Optional:
@@ -156,9 +167,14 @@ void CommandTask::execute() {
         case Content::Ignored:
             break;
     }
+    if ((id.contentRule == Content::Parameters || id.contentRule == Content::Filled) &&
+        PtreeUtil::containsDuplicateKey(*spContent, m_log)) {
+        result = ApiReturnCodeEnum::eInvalidArgument;
+    }
     if ((id.contentRule == Content::Empty || id.contentRule == Content::EmptyOrAbsent) &&
         !PtreeUtil::ptreeIsEmpty(spContent)) {
-        PELA_LOG4(m_log, id.source, "Syntax error: no input content should be specified");
+        PELA_LOG4(m_log, id.source,
+                  (id.syntax != nullptr ? id.syntax : "Syntax error: no input content should be specified"));
         TaskImplUtil::replyError(m_spContext, ApiReturnCodeEnum::eSyntaxError);
         return;
     }

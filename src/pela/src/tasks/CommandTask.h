@@ -55,6 +55,7 @@ protected:
     // What the request's content must be before perform() runs.
     enum class Content {
         Parameters,     // required object of named parameters: no key twice, none left over
+        Filled,         // as Parameters, and an empty or absent one is a syntax error
         Value,          // required; perform() reads it whole (a bare string, say)
         Optional,       // perform() reads it whole and answers its absence itself
         EmptyOrAbsent,  // anything in it is a syntax error
@@ -94,12 +95,27 @@ protected:
             contentRule = rule;
             return *this;
         }
+        // The log line of a content the rule refuses as a syntax error, when
+        // it is not the rule's usual one.
+        Identity& syntaxLine(const char* line) {
+            syntax = line;
+            return *this;
+        }
+        // Commands only the Chromium-family browser can serve (docking over
+        // its page) refuse any other with this log line and eOperationFailed,
+        // before any other check.
+        Identity& onlyRunByChrome(const char* refusalLine) {
+            chromeRefusal = refusalLine;
+            return *this;
+        }
 
         const char* source;                      // log source path of the command
         const char* className;                   // entry line is className "::execute"
         const char* entry = nullptr;             // null: className "::execute"
         const char* requestClass = nullptr;      // set: the request is tested
         const char* noFrameworkClass = nullptr;  // null: className
+        const char* syntax = nullptr;            // null: the content rule's own line
+        const char* chromeRefusal = nullptr;     // set: only when run by Chrome
         int noFrameworkCode = ApiReturnCodeEnum::eOperationFailed;
         bool usesFramework = true;
         Content contentRule = Content::Parameters;
