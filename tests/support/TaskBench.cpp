@@ -22,6 +22,7 @@ std::shared_ptr<TaskContext> TaskBench::context(const std::string& name, std::sh
     ctx->setLog(&log);
     ctx->setTaskDoneSink(spOut);
     ctx->setZepCmdcli(spCmdcli);
+    ctx->setIsRunByChrome(runByChrome);
     auto client = std::make_shared<ChannelClient>();
     client->setId("page-1");
     client->setHostname("trusted.example");

@@ -54,6 +54,8 @@ protected:
     std::shared_ptr<CapturingSink> spOut = std::make_shared<CapturingSink>();
     std::shared_ptr<FakeZepWCmdClient> spCmdcli = std::make_shared<FakeZepWCmdClient>();
     std::string lastText;
+    // The task handler's flag: whether the Chromium-family browser started the host.
+    bool runByChrome = false;
 
 private:
     const std::map<std::string, TaskRunner>& m_tasks;

@@ -46,6 +46,21 @@
 #include "tasks/signin/SetUserProfileCredentialsTask.h"
 #include "tasks/signin/SetUserProfileEmailAddressTask.h"
 #include "tasks/signin/StartSignInTask.h"
+#include "tasks/window/AddPreviewWindowTask.h"
+#include "tasks/window/AddWindowToCallTask.h"
+#include "tasks/window/DockExternalWindowTask.h"
+#include "tasks/window/DockUpdateTask.h"
+#include "tasks/window/GetExternalWindowStateTask.h"
+#include "tasks/window/HideExternalWindowTask.h"
+#include "tasks/window/RemovePreviewWindowTask.h"
+#include "tasks/window/RemoveWindowFromCallTask.h"
+#include "tasks/window/SetExternalWindowAlwaysOnTopTask.h"
+#include "tasks/window/SetExternalWindowShowControlsTask.h"
+#include "tasks/window/SetExternalWindowShowSelfViewPipTask.h"
+#include "tasks/window/SetExternalWindowTitleTask.h"
+#include "tasks/window/ShowCallInExternalWindowTask.h"
+#include "tasks/window/ShowExternalPreviewTask.h"
+#include "tasks/window/UndockExternalWindowTask.h"
 
 namespace tessel {
 
@@ -103,17 +118,17 @@ const Command kCommands[] = {
     {"setCaptureDevice", kAuthorized, &make<SetCaptureDeviceTask>},
     {"setRingerDevice", kAuthorized, &make<SetRingerDeviceTask>},
     {"getMultimediaDevices", kAuthorized, &make<GetMultimediaDevicesTask>},
-    {"showCallInExternalWindow", kAuthorized, nullptr, "ShowCallInExternalWindowTask"},
-    {"hideExternalWindow", kAuthorized, nullptr, "HideExternalWindowTask"},
-    {"showPreviewInExternalWindow", kAuthorized, nullptr, "ShowExternalPreviewTask"},
-    {"setExternalWindowAlwaysOnTop", kAuthorized, nullptr, "SetExternalWindowAlwaysOnTopTask"},
-    {"setExternalWindowShowControls", kAuthorized, nullptr, "SetExternalWindowShowControlsTask"},
-    {"setExternalWindowShowSelfViewPip", kAuthorized, nullptr, "SetExternalWindowShowSelfViewPipTask"},
-    {"setExternalWindowTitle", kAuthorized, nullptr, "SetExternalWindowTitleTask"},
-    {"getExternalWindowState", kAuthorized, nullptr, "GetExternalWindowStateTask"},
-    {"dockExternalWindow", kAuthorized, nullptr, "DockExternalWindowTask"},
-    {"undockExternalWindow", kAuthorized, nullptr, "UndockExternalWindowTask"},
-    {"dockUpdate", kAuthorized, nullptr, "DockUpdateTask"},
+    {"showCallInExternalWindow", kAuthorized, &make<ShowCallInExternalWindowTask>},
+    {"hideExternalWindow", kAuthorized, &make<HideExternalWindowTask>},
+    {"showPreviewInExternalWindow", kAuthorized, &make<ShowExternalPreviewTask>},
+    {"setExternalWindowAlwaysOnTop", kAuthorized, &make<SetExternalWindowAlwaysOnTopTask>},
+    {"setExternalWindowShowControls", kAuthorized, &make<SetExternalWindowShowControlsTask>},
+    {"setExternalWindowShowSelfViewPip", kAuthorized, &make<SetExternalWindowShowSelfViewPipTask>},
+    {"setExternalWindowTitle", kAuthorized, &make<SetExternalWindowTitleTask>},
+    {"getExternalWindowState", kAuthorized, &make<GetExternalWindowStateTask>},
+    {"dockExternalWindow", kAuthorized, &make<DockExternalWindowTask>},
+    {"undockExternalWindow", kAuthorized, &make<UndockExternalWindowTask>},
+    {"dockUpdate", kAuthorized, &make<DockUpdateTask>},
     {"setCurrentSpeakerVolume", kAuthorized, &make<SetCurrentSpeakerVolumeTask>},
     {"setCurrentRingerVolume", kAuthorized, &make<SetCurrentRingerVolumeTask>},
     {"setCurrentMicrophoneVolume", kAuthorized, &make<SetCurrentMicrophoneVolumeTask>},
@@ -121,10 +136,10 @@ const Command kCommands[] = {
     {"setCurrentRingtone", kAuthorized, &make<SetCurrentRingtoneTask>},
     {"setPlayRingerOnAllDevices", kAuthorized, &make<SetPlayRingerOnAllDevicesTask>},
     {"getMultimediaDeviceVolume", kAuthorized, &make<GetMultimediaDeviceVolumeTask>},
-    {"addPreviewWindow", kAuthorized, nullptr, "AddPreviewWindowTask"},
-    {"removePreviewWindow", kAuthorized, nullptr, "RemovePreviewWindowTask"},
-    {"addWindowToCall", kAuthorized, nullptr, "AddWindowToCallTask"},
-    {"removeWindowFromCall", kAuthorized, nullptr, "RemoveWindowFromCallTask"},
+    {"addPreviewWindow", kAuthorized, &make<AddPreviewWindowTask>},
+    {"removePreviewWindow", kAuthorized, &make<RemovePreviewWindowTask>},
+    {"addWindowToCall", kAuthorized, &make<AddWindowToCallTask>},
+    {"removeWindowFromCall", kAuthorized, &make<RemoveWindowFromCallTask>},
     {"configure", kAuthorized, &make<ConfigureTask>},
     {"startSignIn", kAuthorized, &make<StartSignInTask>},
     {"setUserProfileEmailAddress", kAuthorized, &make<SetUserProfileEmailAddressTask>},
