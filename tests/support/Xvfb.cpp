@@ -16,6 +16,10 @@
 
 #include "HostProcess.h"
 
+// Last: Xlib defines short macro names (None, Status, Bool).
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
 extern char** environ;
 
 namespace tessel {
@@ -105,6 +109,12 @@ bool Xvfb::start(std::chrono::milliseconds timeout) {
 }
 
 void Xvfb::stop() {
+    if (m_wmPid > 0) {
+        kill(m_wmPid, SIGTERM);
+        if (!pelatest::reaped(m_wmPid, std::chrono::seconds(5))) kill(m_wmPid, SIGKILL);
+        pelatest::reaped(m_wmPid, std::chrono::seconds(2));
+        m_wmPid = -1;
+    }
     if (m_pid <= 0) return;
     kill(m_pid, SIGTERM);
     if (!pelatest::reaped(m_pid, std::chrono::seconds(5))) {
@@ -120,6 +130,71 @@ void Xvfb::exportEnvironment() const {
     setenv("GDK_BACKEND", "x11", 1);
     setenv("NO_AT_BRIDGE", "1", 1);
     unsetenv("WAYLAND_DISPLAY");
+}
+
+bool Xvfb::startWindowManager(std::chrono::milliseconds timeout) {
+    int fd = -1;
+    // Quiet: its messages would fill a pipe nobody reads.
+    m_wmPid = spawn({"openbox", "--sm-disable"}, kChildDisplayFd, true, fd);
+    if (m_wmPid < 0) {
+        m_error = "cannot start openbox (is it installed?)";
+        return false;
+    }
+    if (fd >= 0) close(fd);
+    const auto deadline = Clock::now() + timeout;
+    while (Clock::now() < deadline) {
+        const CommandResult r = runCommand({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"});
+        if (r.status == 0 && r.out.find("window id") != std::string::npos) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    m_error = "openbox did not take over the screen in time";
+    return false;
+}
+
+bool Xvfb::clickAt(const std::string& windowId, int x, int y) {
+    return runCommand(
+               {"xdotool", "mousemove", "--window", windowId, std::to_string(x), std::to_string(y), "click", "1"})
+               .status == 0;
+}
+
+bool Xvfb::windowSize(const std::string& windowId, int& width, int& height) {
+    Display* display = XOpenDisplay(nullptr);
+    if (display == nullptr) return false;
+    XWindowAttributes attributes;
+    const bool ok = XGetWindowAttributes(display, std::strtoul(windowId.c_str(), nullptr, 0), &attributes) != 0;
+    if (ok) {
+        width = attributes.width;
+        height = attributes.height;
+    }
+    XCloseDisplay(display);
+    return ok;
+}
+
+double Xvfb::litShare(const std::string& windowId, int x, int y, int width, int height) {
+    Display* display = XOpenDisplay(nullptr);
+    if (display == nullptr) return 0;
+    // From the screen, where the window is: what the user sees, children drawn
+    // by other connections (the engine's) included.
+    int rootX = 0;
+    int rootY = 0;
+    Window child = 0;
+    const Window root = DefaultRootWindow(display);
+    XTranslateCoordinates(display, std::strtoul(windowId.c_str(), nullptr, 0), root, x, y, &rootX, &rootY, &child);
+    XImage* image = XGetImage(display, root, rootX, rootY, width, height, AllPlanes, ZPixmap);
+    double share = 0;
+    if (image != nullptr) {
+        long lit = 0;
+        for (int j = 0; j < height; ++j) {
+            for (int i = 0; i < width; ++i) {
+                const unsigned long p = XGetPixel(image, i, j);
+                if (((p >> 16) & 0xff) + ((p >> 8) & 0xff) + (p & 0xff) > 24) ++lit;
+            }
+        }
+        share = static_cast<double>(lit) / (static_cast<double>(width) * height);
+        XDestroyImage(image);
+    }
+    XCloseDisplay(display);
+    return share;
 }
 
 Xvfb::CommandResult Xvfb::runCommand(const std::vector<std::string>& args, std::chrono::milliseconds timeout) {

@@ -30,6 +30,9 @@ public:
     // Points this process and its children at the server: DISPLAY, the X11
     // backend, and no accessibility bus.
     void exportEnvironment() const;
+    // Runs openbox on the server (after exportEnvironment), as a desktop has a
+    // window manager: titles, stacking and "always on top" are its business.
+    bool startWindowManager(std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
     // Helpers acting on whatever server DISPLAY names, as a user would.
     struct CommandResult {
@@ -43,9 +46,17 @@ public:
                                      std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // Focuses the window, then types keys ("alt+a", "Escape") with xdotool.
     static bool typeInto(const std::string& windowId, const std::string& keys);
+    // Clicks at x, y inside the window (xdotool).
+    static bool clickAt(const std::string& windowId, int x, int y);
+    // The window's size as the server has it; false when it is not there.
+    static bool windowSize(const std::string& windowId, int& width, int& height);
+    // The share (0..1) of the pixels of a rectangle of the window, as shown on
+    // the screen, that are not near black.
+    static double litShare(const std::string& windowId, int x, int y, int width, int height);
 
 private:
     pid_t m_pid = -1;
+    pid_t m_wmPid = -1;
     std::string m_display;
     std::string m_error;
 };

@@ -356,7 +356,13 @@ void CallManager::announce(int callId, const std::string& event) {
     m_context.queue.post([this, callId, event, info] {
         m_context.deliver<ZepCallStateObserver>(
             "onCallStateChange", [&](ZepCallStateObserver& o) { o.onCallStateChange(event, info, callId); });
+        if (m_changed) m_changed(callId);
     });
+}
+
+LinphoneCall* CallManager::engineCall(int callId) {
+    Entry* entry = find(callId);
+    return entry != nullptr ? entry->call : nullptr;
 }
 
 void CallManager::announceTransfer(int callId) {

@@ -44,6 +44,10 @@ public:
     void setRingingListener(std::function<void(bool ringingIn, bool ringingOut)> listener) {
         m_ringing = std::move(listener);
     }
+    // Told, from the pump after the pages' event, of every change of a call.
+    void setChangeListener(std::function<void(int callId)> listener) { m_changed = std::move(listener); }
+    // The engine's call of an id, null when there is none.
+    LinphoneCall* engineCall(int callId);
 
     int joinCalls(int callId, int joinCallId);
     int transferCall(int callId, const std::string& number);
@@ -126,6 +130,7 @@ private:
     int m_nextId = 1;
     bool m_dtmfPosted = false;
     std::function<void(bool, bool)> m_ringing;
+    std::function<void(int)> m_changed;
 };
 
 }  // namespace zep

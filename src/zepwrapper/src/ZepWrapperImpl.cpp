@@ -5,6 +5,7 @@
 #include <zepwrapper/ZepStartupObserver.h>
 
 #include "StateFolder.h"
+#include "VideoWindowGtk.h"
 #include "ZepLog.h"
 #include "zepwrapper/ResultCodes.h"
 
@@ -13,7 +14,7 @@ namespace zep {
 
 static const char* const kSrc = "src/zepwrapper/src/ZepWrapperImpl";
 
-ZepWrapperImpl::ZepWrapperImpl() = default;
+ZepWrapperImpl::ZepWrapperImpl() : m_window(m_context, m_calls, std::make_unique<VideoWindowGtk>()) {}
 
 ZepWrapperImpl::~ZepWrapperImpl() = default;
 
@@ -56,6 +57,7 @@ void ZepWrapperImpl::start() {
     // Without a sound server calls run on files and nothing rings; the log says so.
     m_sound.connect([this] { m_queue.post([this] { onSoundDevicesChanged(); }); });
     m_calls.setRingingListener([this](bool in, bool out) { m_ringer.update(in, out); });
+    m_calls.setChangeListener([this](int callId) { m_window.onCallChanged(callId); });
     m_account.onEngineStarted();
     m_calls.onEngineStarted();
     // After the call manager: its choice of sound card or files resets the devices.
@@ -71,6 +73,8 @@ void ZepWrapperImpl::stop() {
     // Work queued while running belongs to this run: observers see it, and
     // "started" before "stopped", rather than in the next run.
     m_queue.runPending();
+    // Nothing may draw into the window once the engine goes.
+    m_window.onEngineStopping();
     // Pages hear that their calls ended before they hear that we stopped.
     m_calls.onEngineStopping();
     m_started = false;
@@ -334,63 +338,67 @@ int ZepWrapperImpl::unsuppressSSOSessionExpiryPrompt(bool) {
 // --- Not served yet: video windows ------------------------------------------
 
 int ZepWrapperImpl::addPreviewWindow() {
-    return notSupported("addPreviewWindow");
+    return m_window.addPreviewWindow();
 }
 
 int ZepWrapperImpl::removePreviewWindow() {
-    return notSupported("removePreviewWindow");
+    return m_window.removePreviewWindow();
 }
 
-int ZepWrapperImpl::addWindowToCall(int) {
-    return notSupported("addWindowToCall");
+int ZepWrapperImpl::addWindowToCall(int callId) {
+    return m_window.addWindowToCall(callId);
 }
 
-int ZepWrapperImpl::removeWindowFromCall(int) {
-    return notSupported("removeWindowFromCall");
+int ZepWrapperImpl::removeWindowFromCall(int callId) {
+    return m_window.removeWindowFromCall(callId);
 }
 
-int ZepWrapperImpl::showCallInExternalWindow(int) {
-    return notSupported("showCallInExternalWindow");
+int ZepWrapperImpl::showCallInExternalWindow(int callId) {
+    return m_window.showCall(callId);
 }
 
 int ZepWrapperImpl::showPreviewInExternalWindow() {
-    return notSupported("showPreviewInExternalWindow");
+    return m_window.showPreview();
 }
 
 int ZepWrapperImpl::getExternalWindowState() {
-    return notSupported("getExternalWindowState");
+    m_window.reportState();
+    return ApiReturnCodeEnum::eNoError;
 }
 
 int ZepWrapperImpl::hideExternalWindow() {
-    return notSupported("hideExternalWindow");
+    m_window.hide();
+    return ApiReturnCodeEnum::eNoError;
 }
 
-int ZepWrapperImpl::setExternalWindowAlwaysOnTop(bool) {
-    return notSupported("setExternalWindowAlwaysOnTop");
+int ZepWrapperImpl::setExternalWindowAlwaysOnTop(bool onTop) {
+    return m_window.setAlwaysOnTop(onTop);
 }
 
-int ZepWrapperImpl::setExternalWindowShowControls(bool) {
-    return notSupported("setExternalWindowShowControls");
+int ZepWrapperImpl::setExternalWindowShowControls(bool show) {
+    return m_window.setShowControls(show);
 }
 
-int ZepWrapperImpl::setExternalWindowShowSelfViewPip(bool) {
-    return notSupported("setExternalWindowShowSelfViewPip");
+int ZepWrapperImpl::setExternalWindowShowSelfViewPip(bool show) {
+    return m_window.setShowSelfViewPip(show);
 }
 
-int ZepWrapperImpl::setExternalWindowTitle(const std::string&) {
-    return notSupported("setExternalWindowTitle");
+int ZepWrapperImpl::setExternalWindowTitle(const std::string& title) {
+    return m_window.setTitle(title);
 }
 
-int ZepWrapperImpl::dockExternalWindow(int, int, int, int, const std::string&, int, int, int, int) {
-    return notSupported("dockExternalWindow");
+int ZepWrapperImpl::dockExternalWindow(int offsetX, int offsetY, int width, int height, const std::string& title,
+                                       int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) {
+    return m_window.dock({offsetX, offsetY, width, height, cropOffsetX, cropOffsetY, cropWidth, cropHeight}, title);
 }
 
-int ZepWrapperImpl::dockUpdate(int, int, int, int, int, int, int, int, int, int) {
-    return notSupported("dockUpdate");
+int ZepWrapperImpl::dockUpdate(int offsetX, int offsetY, int width, int height, int, int, int cropOffsetX,
+                               int cropOffsetY, int cropWidth, int cropHeight) {
+    return m_window.dockUpdate({offsetX, offsetY, width, height, cropOffsetX, cropOffsetY, cropWidth, cropHeight});
 }
 
 int ZepWrapperImpl::undockExternalWindow() {
-    return notSupported("undockExternalWindow");
+    return m_window.undock();
 }
 
 }  // namespace zep

@@ -11,6 +11,7 @@
 #include "CallManager.h"
 #include "DeviceManager.h"
 #include "DispatchQueue.h"
+#include "ExternalWindow.h"
 #include "FrameworkContext.h"
 #include "LinphoneEngine.h"
 #include "ObserverRegistry.h"
@@ -124,6 +125,7 @@ private:
     SoundServer m_sound;
     DeviceManager m_devices{m_context, m_sound};
     Ringer m_ringer{m_sound, m_devices};
+    ExternalWindow m_window;
     // Read by isStarted from any thread; changed only on the pumping thread.
     std::atomic<bool> m_started{false};
     // Set while stop() runs, so a callback cannot restart us half-way.

@@ -1,0 +1,237 @@
+#include "VideoWindowGtk.h"
+
+#include <functional>
+#include <vector>
+
+#include <gdk/gdkx.h>
+#include <gtk/gtk.h>
+
+#include "ZepLog.h"
+
+namespace tessel {
+namespace zep {
+
+static const char* const kSrc = "src/zepwrapper/src/VideoWindowGtk";
+
+namespace {
+
+// Queues fn on the default main context, which the desktop's loop runs;
+// never runs it inline, whoever calls.
+void onMainLoop(std::function<void()> fn) {
+    GSource* source = g_idle_source_new();
+    g_source_set_priority(source, G_PRIORITY_DEFAULT);
+    g_source_set_callback(
+        source,
+        [](gpointer data) -> gboolean {
+            (*static_cast<std::function<void()>*>(data))();
+            return G_SOURCE_REMOVE;
+        },
+        new std::function<void()>(std::move(fn)),
+        [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
+    g_source_attach(source, nullptr);
+    g_source_unref(source);
+}
+
+// The order the directions button goes through.
+const char* const kDirections[] = {"SendRecv", "SendOnly", "RecvOnly", "Inactive"};
+// The keypad's keys, left to right.
+const char* const kDigits[] = {"1", "2", "3", "4", "5", "6", "7", "8", "9", "*", "0", "#"};
+
+// Rows of equal buttons at a fixed height: the window's own test finds a
+// button by its place in the row.
+const int kRowHeight = 40;
+
+}  // namespace
+
+// Everything GTK; touched on the main loop's thread only.
+struct VideoWindowGtk::Ui {
+    Events events;
+    GtkWidget* window = nullptr;
+    GtkWidget* video = nullptr;
+    GtkWidget* pip = nullptr;
+    GtkWidget* keypad = nullptr;
+    GtkWidget* controls = nullptr;
+    GtkWidget* mute = nullptr;
+    GtkWidget* camera = nullptr;
+    GtkWidget* direction = nullptr;
+    GtkWidget* resume = nullptr;
+    GtkWidget* end = nullptr;
+    Look look;
+    bool shownOnce = false;
+
+    GtkWidget* button(GtkWidget* row, const char* label, void (*clicked)(GtkButton*, gpointer)) {
+        GtkWidget* b = gtk_button_new_with_label(label);
+        gtk_widget_set_size_request(b, -1, kRowHeight);
+        g_signal_connect(b, "clicked", G_CALLBACK(clicked), this);
+        gtk_box_pack_start(GTK_BOX(row), b, TRUE, TRUE, 0);
+        return b;
+    }
+
+    void press(Button b, const std::string& text = "") {
+        if (events.pressed) events.pressed(b, text);
+    }
+
+    void build() {
+        window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+        gtk_window_set_default_size(GTK_WINDOW(window), 640, 360 + kRowHeight);
+        g_signal_connect(window, "delete-event", G_CALLBACK(+[](GtkWidget*, GdkEvent*, gpointer self) -> gboolean {
+                             auto* ui = static_cast<Ui*>(self);
+                             if (ui->events.closed) ui->events.closed();
+                             return TRUE;  // hidden by the framework, never destroyed here
+                         }),
+                         this);
+        GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+        gtk_container_add(GTK_CONTAINER(window), column);
+
+        GtkWidget* overlay = gtk_overlay_new();
+        gtk_box_pack_start(GTK_BOX(column), overlay, TRUE, TRUE, 0);
+        video = gtk_drawing_area_new();
+        gtk_widget_set_size_request(video, 160, 90);
+        g_signal_connect(video, "draw", G_CALLBACK(+[](GtkWidget*, cairo_t* cr, gpointer) -> gboolean {
+                             // Black until the engine's first frame; the engine draws over it.
+                             cairo_set_source_rgb(cr, 0, 0, 0);
+                             cairo_paint(cr);
+                             return TRUE;
+                         }),
+                         nullptr);
+        gtk_container_add(GTK_CONTAINER(overlay), video);
+        pip = gtk_drawing_area_new();
+        gtk_widget_set_size_request(pip, 160, 120);
+        gtk_widget_set_halign(pip, GTK_ALIGN_END);
+        gtk_widget_set_valign(pip, GTK_ALIGN_END);
+        gtk_widget_set_margin_end(pip, 8);
+        gtk_widget_set_margin_bottom(pip, 8);
+        gtk_overlay_add_overlay(GTK_OVERLAY(overlay), pip);
+
+        keypad = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+        gtk_box_set_homogeneous(GTK_BOX(keypad), TRUE);
+        for (const char* digit : kDigits) {
+            GtkWidget* key = button(
+                keypad, digit, +[](GtkButton* b, gpointer self) {
+                    static_cast<Ui*>(self)->press(Button::Digit, gtk_button_get_label(b));
+                });
+            (void)key;
+        }
+        gtk_box_pack_start(GTK_BOX(column), keypad, FALSE, FALSE, 0);
+
+        // Left to right: mute, camera, keypad, direction, resume, end, hide.
+        controls = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+        gtk_box_set_homogeneous(GTK_BOX(controls), TRUE);
+        mute = button(
+            controls, "Mute", +[](GtkButton*, gpointer self) {
+                auto* ui = static_cast<Ui*>(self);
+                ui->press(ui->look.audioMuted ? Button::UnmuteAudio : Button::MuteAudio);
+            });
+        camera = button(
+            controls, "Camera off", +[](GtkButton*, gpointer self) {
+                auto* ui = static_cast<Ui*>(self);
+                ui->press(ui->look.videoMuted ? Button::UnmuteVideo : Button::MuteVideo);
+            });
+        button(
+            controls, "Keypad", +[](GtkButton*, gpointer self) {
+                auto* ui = static_cast<Ui*>(self);
+                gtk_widget_set_visible(ui->keypad, !gtk_widget_get_visible(ui->keypad));
+            });
+        direction = button(
+            controls, "Video", +[](GtkButton*, gpointer self) {
+                auto* ui = static_cast<Ui*>(self);
+                size_t next = 0;
+                for (size_t i = 0; i < 4; ++i) {
+                    if (ui->look.videoDirection == kDirections[i]) next = (i + 1) % 4;
+                }
+                ui->press(Button::VideoDirection, kDirections[next]);
+            });
+        resume = button(
+            controls, "Resume", +[](GtkButton*, gpointer self) { static_cast<Ui*>(self)->press(Button::Resume); });
+        end = button(
+            controls, "End", +[](GtkButton*, gpointer self) { static_cast<Ui*>(self)->press(Button::End); });
+        button(
+            controls, "Hide", +[](GtkButton*, gpointer self) { static_cast<Ui*>(self)->press(Button::Hide); });
+        gtk_box_pack_start(GTK_BOX(column), controls, FALSE, FALSE, 0);
+
+        gtk_widget_show_all(column);
+        gtk_widget_hide(keypad);
+        // Both areas get an X window of their own, for the engine to draw into
+        // from its own connection; realized now so their ids exist before the
+        // window is first shown.
+        gtk_widget_realize(video);
+        gtk_widget_realize(pip);
+        GdkWindow* videoWindow = gtk_widget_get_window(video);
+        GdkWindow* pipWindow = gtk_widget_get_window(pip);
+        if (videoWindow != nullptr && pipWindow != nullptr && gdk_window_ensure_native(videoWindow) &&
+            gdk_window_ensure_native(pipWindow)) {
+            gdk_window_raise(pipWindow);
+            const unsigned long videoId = GDK_WINDOW_XID(videoWindow);
+            const unsigned long pipId = GDK_WINDOW_XID(pipWindow);
+            if (events.nativeIds) events.nativeIds(videoId, pipId);
+        }
+    }
+
+    void apply(const Look& next) {
+        if (window == nullptr) build();
+        look = next;
+        gtk_window_set_title(GTK_WINDOW(window), look.title.c_str());
+        gtk_window_set_keep_above(GTK_WINDOW(window), look.alwaysOnTop ? TRUE : FALSE);
+        gtk_widget_set_visible(controls, look.controls);
+        if (!look.controls) gtk_widget_hide(keypad);
+        gtk_widget_set_visible(pip, look.selfViewPip);
+        gtk_button_set_label(GTK_BUTTON(mute), look.audioMuted ? "Unmute" : "Mute");
+        gtk_button_set_label(GTK_BUTTON(camera), look.videoMuted ? "Camera on" : "Camera off");
+        const std::string label = "Video: " + look.videoDirection;
+        gtk_button_set_label(GTK_BUTTON(direction), label.c_str());
+        for (GtkWidget* w : {mute, camera, direction, end}) gtk_widget_set_sensitive(w, look.call);
+        gtk_widget_set_sensitive(resume, look.call && look.held);
+        gtk_widget_set_sensitive(keypad, look.call);
+        gtk_window_present(GTK_WINDOW(window));
+    }
+};
+
+VideoWindowGtk::VideoWindowGtk() : m_ui(std::make_shared<Ui>()) {}
+
+// The window stays with the process (see the class comment).
+VideoWindowGtk::~VideoWindowGtk() = default;
+
+void VideoWindowGtk::setEvents(Events events) {
+    std::shared_ptr<Ui> ui = m_ui;
+    onMainLoop([ui, events] { ui->events = events; });
+}
+
+bool VideoWindowGtk::available(std::string& why) {
+    // The desktop's loop holds the default context while it runs: if we can
+    // take it, nobody runs it and nothing queued there would ever happen.
+    GMainContext* loop = g_main_context_default();
+    if (g_main_context_acquire(loop)) {
+        g_main_context_release(loop);
+        why = "no desktop main loop runs (no display)";
+        return false;
+    }
+    GdkDisplay* display = gdk_display_get_default();
+    if (display == nullptr || !GDK_IS_X11_DISPLAY(display)) {
+        why = "the display is not an X11 one (the engine draws video with GLX)";
+        return false;
+    }
+    return true;
+}
+
+void VideoWindowGtk::show(const Look& look) {
+    std::shared_ptr<Ui> ui = m_ui;
+    onMainLoop([ui, look] { ui->apply(look); });
+}
+
+void VideoWindowGtk::hide() {
+    std::shared_ptr<Ui> ui = m_ui;
+    onMainLoop([ui] {
+        if (ui->window != nullptr) gtk_widget_hide(ui->window);
+    });
+}
+
+bool VideoWindowGtk::dock(const Placement&, std::string& why) {
+    why = "docking is not built yet";
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "dock: " << why);
+    return false;
+}
+
+void VideoWindowGtk::undock() {}
+
+}  // namespace zep
+}  // namespace tessel

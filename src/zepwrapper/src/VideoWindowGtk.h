@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+
+#include "VideoWindowView.h"
+
+namespace tessel {
+namespace zep {
+
+// The external window in GTK 3 on X11 (under Wayland, through XWayland: the
+// engine draws with GLX into X windows). Every GTK call runs on the thread
+// that runs the desktop's main loop (the host's main thread), queued there
+// from the pumping thread; nothing waits for it. Never destroyed while the
+// process runs, so the engine never draws into a window that is gone.
+class VideoWindowGtk : public VideoWindowView {
+public:
+    VideoWindowGtk();
+    ~VideoWindowGtk() override;
+
+    void setEvents(Events events) override;
+    bool available(std::string& why) override;
+    void show(const Look& look) override;
+    void hide() override;
+    bool dock(const Placement& placement, std::string& why) override;
+    void undock() override;
+
+    struct Ui;
+
+private:
+    std::shared_ptr<Ui> m_ui;
+};
+
+}  // namespace zep
+}  // namespace tessel

@@ -1,0 +1,167 @@
+// The external video window on a desktop (Xvfb with openbox): a video call
+// shown in it draws the far end's picture, takes its title and "always on
+// top" from the page, tells the page its state, and its buttons act on the
+// call as a page's commands would.
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "KamailioFixture.h"
+#include "SignedInHost.h"
+#include "SipPeer.h"
+#include "Xvfb.h"
+
+using namespace std::chrono_literals;
+using boost::property_tree::ptree;
+using tessel::test::KamailioFixture;
+using tessel::test::SignedInHost;
+using tessel::test::SipPeer;
+using tessel::test::Xvfb;
+
+namespace {
+
+const int kRow = 40;      // height of a row of the window's buttons
+const int kControls = 7;  // mute, camera, keypad, direction, resume, end, hide
+const int kKeys = 12;     // 1-9, *, 0, #
+
+std::string field(const ptree& m, const std::string& key) {
+    return SignedInHost::field(m, key);
+}
+
+class HostVideoWindowTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(xvfb.start()) << xvfb.error();
+        xvfb.exportEnvironment();
+        ASSERT_TRUE(xvfb.startWindowManager()) << xvfb.error();
+        ASSERT_TRUE(sip.start()) << sip.error();
+        SipPeer::Options peer;
+        peer.name = "bob";
+        peer.video = true;
+        peer.autoAnswer = true;
+        bob.reset(new SipPeer(peer));
+        ASSERT_TRUE(bob->start()) << bob->error();
+        ASSERT_TRUE(bob->registerAs(sip, "bob", "udp")) << bob->logText();
+        pelatest::HostProcess::Options options;
+        options.display = xvfb.display();
+        page.reset(new SignedInHost(sip, options));
+        page->setEngineConfig("[video]\nsize=qvga\n");
+        ASSERT_TRUE(page->start("udp")) << page->why();
+        ASSERT_TRUE(page->signIn("alice")) << page->why();
+    }
+    std::string error(const std::string& name, const std::string& content = "") {
+        return field(page->call(name, content), "error");
+    }
+    // The next "externalwindowevent" whose state satisfies pred.
+    template <class Pred>
+    bool windowEvent(Pred pred, ptree* state = nullptr) {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        for (size_t i = from;; ++i) {
+            for (; i < page->seen().size(); ++i) {
+                const ptree m = pelatest::parseJson(page->seen()[i]);
+                if (pelatest::isEvent(m, "externalwindowevent")) {
+                    const ptree s = m.get_child("norvaChannelMessage.norvaSDKServerMessage.content");
+                    if (pred(s)) {
+                        from = i + 1;
+                        if (state != nullptr) *state = s;
+                        return true;
+                    }
+                }
+            }
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            if (left <= 0ms || !page->waitForEvent("externalwindowevent", left)) return false;
+            --i;
+        }
+    }
+    // Clicks the n-th of `count` equal buttons in the row `rowFromBottom` (0: the lowest).
+    bool click(int n, int count, int rowFromBottom) {
+        int w = 0;
+        int h = 0;
+        if (!Xvfb::windowSize(window, w, h)) return false;
+        return Xvfb::clickAt(window, w * (2 * n + 1) / (2 * count), h - kRow * rowFromBottom - kRow / 2);
+    }
+
+    Xvfb xvfb;
+    KamailioFixture sip;
+    std::unique_ptr<SipPeer> bob;
+    std::unique_ptr<SignedInHost> page;
+    std::string window;
+    size_t from = 0;
+};
+
+TEST_F(HostVideoWindowTest, CallShownDrawnControlledAndEndedFromTheWindow) {
+    ASSERT_EQ(error("setExternalWindowTitle", "{\"title\": \"Bob on video\"}"), "");
+    const auto placed = page->call("originate", "{\"recipient\": \"bob\", \"videoDirection\": \"SendRecv\"}");
+    ASSERT_EQ(field(placed, "error"), "");
+    const std::string id = field(placed, "content.callId");
+    ASSERT_TRUE(page->waitForEvent("callstatechange", 10s));
+    EXPECT_EQ(error("showCallInExternalWindow", "{\"callId\": 99}"), "eInvalidCallId");
+
+    from = page->seen().size();
+    ASSERT_EQ(error("showCallInExternalWindow", "{\"callId\": " + id + "}"), "");
+    ptree state;
+    ASSERT_TRUE(windowEvent([&](const ptree& s) { return s.get<std::string>("showing") == "true"; }, &state));
+    EXPECT_EQ(state.get<std::string>("callId"), id);
+    EXPECT_EQ(state.get<std::string>("title"), "Bob on video");
+    window = Xvfb::waitForWindow("Bob on video");
+    ASSERT_FALSE(window.empty());
+
+    // The far end's moving pattern is drawn: the middle of the video area
+    // (the picture keeps its shape, with black bars beside it) is lit.
+    int w = 0;
+    int h = 0;
+    ASSERT_TRUE(Xvfb::windowSize(window, w, h));
+    double lit = 0;
+    for (int i = 0; i < 50 && lit < 0.9; ++i) {
+        std::this_thread::sleep_for(200ms);
+        lit = Xvfb::litShare(window, w / 3, 0, w / 3, h - kRow);
+    }
+    EXPECT_GT(lit, 0.9) << "the video area stays black";
+
+    // Always on top, as the window manager has it.
+    ASSERT_EQ(error("setExternalWindowAlwaysOnTop", "{\"alwaysOnTop\": true}"), "");
+    ASSERT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("alwaysOnTop") == "true"; }));
+    std::string wmState;
+    for (int i = 0; i < 30 && wmState.find("_NET_WM_STATE_ABOVE") == std::string::npos; ++i) {
+        std::this_thread::sleep_for(100ms);
+        wmState = Xvfb::runCommand({"xprop", "-id", window, "_NET_WM_STATE"}).out;
+    }
+    EXPECT_NE(wmState.find("_NET_WM_STATE_ABOVE"), std::string::npos) << wmState;
+
+    // Keypad, then 1, 2 and #: the far end receives them in order.
+    ASSERT_TRUE(click(2, kControls, 0));
+    std::this_thread::sleep_for(300ms);
+    ASSERT_TRUE(click(0, kKeys, 1));
+    ASSERT_TRUE(click(1, kKeys, 1));
+    ASSERT_TRUE(click(11, kKeys, 1));
+    std::string digits;
+    for (int i = 0; i < 50 && digits.size() < 3; ++i) {
+        std::this_thread::sleep_for(100ms);
+        digits = bob->receivedDtmf();
+    }
+    EXPECT_EQ(digits, "12#");
+
+    // Mute: the call is muted as if the page had asked.
+    ASSERT_TRUE(click(0, kControls, 0));
+    std::string muted;
+    for (int i = 0; i < 50 && muted != "true"; ++i) {
+        std::this_thread::sleep_for(100ms);
+        const ptree calls = page->call("getCalls", "{}");
+        const ptree none;
+        for (const auto& c : calls.get_child("norvaChannelMessage.norvaSDKServerMessage.content.calls", none)) {
+            muted = c.second.get<std::string>("audioMuted", "");
+        }
+    }
+    EXPECT_EQ(muted, "true");
+
+    // End: the call ends and the window goes.
+    ASSERT_TRUE(click(5, kControls, 0));
+    EXPECT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("showing") == "false"; }));
+    EXPECT_TRUE(bob->waitCallState(bob->lastCallId(), "End", 10s));
+}
+
+}  // namespace
