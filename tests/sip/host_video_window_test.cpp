@@ -4,6 +4,7 @@
 // call as a page's commands would.
 
 #include <chrono>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -162,6 +163,66 @@ TEST_F(HostVideoWindowTest, CallShownDrawnControlledAndEndedFromTheWindow) {
     ASSERT_TRUE(click(5, kControls, 0));
     EXPECT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("showing") == "false"; }));
     EXPECT_TRUE(bob->waitCallState(bob->lastCallId(), "End", 10s));
+}
+
+// Docked over a page of "the browser" (a window of the process that started
+// the host, as a browser's is): placed over the page's video element,
+// following the page's scrolling and the window's moves, free again after.
+TEST_F(HostVideoWindowTest, DockedOverThePageAndFollowingIt) {
+    const std::string browser = xvfb.openWindow("Browser", 800, 600);
+    ASSERT_FALSE(browser.empty());
+    int bx = 0, by = 0, bw = 0, bh = 0;
+    ASSERT_TRUE(Xvfb::screenRect(browser, bx, by, bw, bh));
+    ASSERT_EQ(error("showPreviewInExternalWindow"), "");
+    ASSERT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("showing") == "true"; }));
+    window = Xvfb::waitForWindow("");
+    ASSERT_EQ(error("dockExternalWindow",
+                    "{\"title\": \"Docked\", \"offsetX\": 50, \"offsetY\": 60, "
+                    "\"width\": 320, \"height\": 240, \"cropOffsetX\": 0, "
+                    "\"cropOffsetY\": 0, \"cropWidth\": 320, \"cropHeight\": 240}"),
+              "");
+    ASSERT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("docking") == "true"; }));
+    window = Xvfb::waitForWindow("Docked");
+    ASSERT_FALSE(window.empty());
+    // Where the window is, once the window manager has placed it.
+    auto near = [&](int x, int y, int w, int h) {
+        int ax = 0, ay = 0, aw = 0, ah = 0;
+        for (int i = 0; i < 30; ++i) {
+            if (Xvfb::screenRect(window, ax, ay, aw, ah) && std::abs(ax - x) <= 2 && std::abs(ay - y) <= 2 &&
+                std::abs(aw - w) <= 2 && std::abs(ah - h) <= 2) {
+                return ::testing::AssertionSuccess();
+            }
+            std::this_thread::sleep_for(100ms);
+        }
+        return ::testing::AssertionFailure()
+               << ax << "," << ay << " " << aw << "x" << ah << " instead of " << x << "," << y << " " << w << "x" << h;
+    };
+    // Without the page's size yet, the page fills the window.
+    EXPECT_TRUE(near(bx + 50, by + 60, 320, 240));
+
+    // The page, 520 high under 80 of toolbars, scrolled by 40 and the element
+    // half scrolled out at the top: the visible half.
+    // A successful update has no reply.
+    page->host().send(pelatest::request(SignedInHost::kClientId, SignedInHost::kSite, "dockUpdate", "u1",
+                                        "{\"offsetX\": 50, \"offsetY\": -120, \"width\": 320, \"height\": 240, "
+                                        "\"pageWidth\": 800, \"pageHeight\": 520, \"cropOffsetX\": 0, "
+                                        "\"cropOffsetY\": 120, \"cropWidth\": 320, \"cropHeight\": 120}"));
+    EXPECT_TRUE(near(bx + 50, by + 80, 320, 120));
+
+    // The browser moves: the window goes with it.
+    ASSERT_EQ(Xvfb::runCommand({"xdotool", "windowmove", browser, "200", "150"}).status, 0);
+    int nx = bx;
+    int ny = by;
+    for (int i = 0; i < 30 && nx == bx; ++i) {
+        std::this_thread::sleep_for(100ms);
+        ASSERT_TRUE(Xvfb::screenRect(browser, nx, ny, bw, bh));
+    }
+    ASSERT_NE(nx, bx) << "the browser did not move";
+    EXPECT_TRUE(near(nx + 50, ny + 80, 320, 120));
+
+    ASSERT_EQ(error("undockExternalWindow"), "");
+    EXPECT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("docking") == "false"; }));
+    EXPECT_EQ(error("undockExternalWindow"), "eInvalidState") << "not docked any more";
 }
 
 }  // namespace

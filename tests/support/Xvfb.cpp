@@ -17,6 +17,7 @@
 #include "HostProcess.h"
 
 // Last: Xlib defines short macro names (None, Status, Bool).
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -109,6 +110,10 @@ bool Xvfb::start(std::chrono::milliseconds timeout) {
 }
 
 void Xvfb::stop() {
+    if (m_ownDisplay != nullptr) {
+        XCloseDisplay(static_cast<Display*>(m_ownDisplay));
+        m_ownDisplay = nullptr;
+    }
     if (m_wmPid > 0) {
         kill(m_wmPid, SIGTERM);
         if (!pelatest::reaped(m_wmPid, std::chrono::seconds(5))) kill(m_wmPid, SIGKILL);
@@ -155,6 +160,35 @@ bool Xvfb::clickAt(const std::string& windowId, int x, int y) {
     return runCommand(
                {"xdotool", "mousemove", "--window", windowId, std::to_string(x), std::to_string(y), "click", "1"})
                .status == 0;
+}
+
+std::string Xvfb::openWindow(const std::string& title, int width, int height) {
+    if (m_ownDisplay == nullptr) m_ownDisplay = XOpenDisplay(m_display.c_str());
+    auto* display = static_cast<Display*>(m_ownDisplay);
+    if (display == nullptr) return "";
+    const Window w = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, width, height, 0, 0,
+                                         WhitePixel(display, DefaultScreen(display)));
+    XStoreName(display, w, title.c_str());
+    const long pid = getpid();
+    XChangeProperty(display, w, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&pid), 1);
+    XMapWindow(display, w);
+    XSync(display, False);
+    return waitForWindow(title);
+}
+
+bool Xvfb::screenRect(const std::string& windowId, int& x, int& y, int& width, int& height) {
+    Display* display = XOpenDisplay(nullptr);
+    if (display == nullptr) return false;
+    const Window w = std::strtoul(windowId.c_str(), nullptr, 0);
+    XWindowAttributes attributes;
+    Window child = 0;
+    const bool ok = XGetWindowAttributes(display, w, &attributes) != 0 &&
+                    XTranslateCoordinates(display, w, DefaultRootWindow(display), 0, 0, &x, &y, &child);
+    width = attributes.width;
+    height = attributes.height;
+    XCloseDisplay(display);
+    return ok;
 }
 
 bool Xvfb::windowSize(const std::string& windowId, int& width, int& height) {

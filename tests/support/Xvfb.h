@@ -46,6 +46,11 @@ public:
                                      std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // Focuses the window, then types keys ("alt+a", "Escape") with xdotool.
     static bool typeInto(const std::string& windowId, const std::string& keys);
+    // A plain top-level window of this process (its _NET_WM_PID is ours),
+    // as a browser's window is to the host it starts; its X id, or "".
+    std::string openWindow(const std::string& title, int width, int height);
+    // The window's client area on the screen, from the server.
+    static bool screenRect(const std::string& windowId, int& x, int& y, int& width, int& height);
     // Clicks at x, y inside the window (xdotool).
     static bool clickAt(const std::string& windowId, int x, int y);
     // The window's size as the server has it; false when it is not there.
@@ -57,6 +62,7 @@ public:
 private:
     pid_t m_pid = -1;
     pid_t m_wmPid = -1;
+    void* m_ownDisplay = nullptr;  // keeps openWindow's windows alive
     std::string m_display;
     std::string m_error;
 };

@@ -1,11 +1,18 @@
 #include "VideoWindowGtk.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <sstream>
 #include <vector>
 
+#include <X11/Xatom.h>
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 
+#include "DockTarget.h"
 #include "ZepLog.h"
 
 namespace tessel {
@@ -57,7 +64,11 @@ struct VideoWindowGtk::Ui {
     GtkWidget* resume = nullptr;
     GtkWidget* end = nullptr;
     Look look;
-    bool shownOnce = false;
+    // Docking: the browser's window, the page's last placement, and that
+    // window's frame followed through its X events.
+    Window browser = 0;
+    GdkWindow* browserWindow = nullptr;
+    Placement placement;
 
     GtkWidget* button(GtkWidget* row, const char* label, void (*clicked)(GtkButton*, gpointer)) {
         GtkWidget* b = gtk_button_new_with_label(label);
@@ -167,13 +178,74 @@ struct VideoWindowGtk::Ui {
         }
     }
 
+    // Moves and sizes the window over the page's video element.
+    void place() {
+        if (window == nullptr || browser == 0) return;
+        Display* x = GDK_DISPLAY_XDISPLAY(gdk_display_get_default());
+        XWindowAttributes attributes;
+        int rootX = 0;
+        int rootY = 0;
+        Window child = 0;
+        if (XGetWindowAttributes(x, browser, &attributes) == 0 ||
+            !XTranslateCoordinates(x, browser, DefaultRootWindow(x), 0, 0, &rootX, &rootY, &child)) {
+            return;
+        }
+        const DockTarget::Rect r =
+            DockTarget::rect({rootX, rootY, attributes.width, attributes.height}, placement);
+        gtk_window_move(GTK_WINDOW(window), r.x, r.y);
+        gtk_window_resize(GTK_WINDOW(window), r.width, r.height);
+    }
+
+    static GdkFilterReturn browserEvent(GdkXEvent* xevent, GdkEvent*, gpointer self) {
+        // The browser moved or was resized: the page moved with it.
+        if (static_cast<XEvent*>(xevent)->type == ConfigureNotify) static_cast<Ui*>(self)->place();
+        return GDK_FILTER_CONTINUE;
+    }
+
+    void dock(const Placement& next, Window target) {
+        if (window == nullptr) build();
+        placement = next;
+        if (target != browser) {
+            undock();
+            browser = target;
+            browserWindow = gdk_x11_window_foreign_new_for_display(gdk_display_get_default(), browser);
+            if (browserWindow != nullptr) {
+                gdk_window_set_events(browserWindow, static_cast<GdkEventMask>(gdk_window_get_events(browserWindow) |
+                                                                               GDK_STRUCTURE_MASK));
+                gdk_window_add_filter(browserWindow, &Ui::browserEvent, this);
+                // Above its browser window, and with it, not above everything.
+                gdk_window_set_transient_for(gtk_widget_get_window(window), browserWindow);
+            }
+            // The page has its own controls; the window is the video element.
+            gtk_window_set_decorated(GTK_WINDOW(window), FALSE);
+            gtk_widget_hide(controls);
+            gtk_widget_hide(keypad);
+        }
+        place();
+    }
+
+    void undock() {
+        if (browserWindow != nullptr) {
+            gdk_window_remove_filter(browserWindow, &Ui::browserEvent, this);
+            g_object_unref(browserWindow);
+            browserWindow = nullptr;
+        }
+        if (browser != 0 && window != nullptr) {
+            gtk_window_set_decorated(GTK_WINDOW(window), TRUE);
+            gtk_window_set_transient_for(GTK_WINDOW(window), nullptr);
+            gtk_widget_set_visible(controls, look.controls);
+            gtk_window_resize(GTK_WINDOW(window), 640, 360 + kRowHeight);
+        }
+        browser = 0;
+    }
+
     void apply(const Look& next) {
         if (window == nullptr) build();
         look = next;
         gtk_window_set_title(GTK_WINDOW(window), look.title.c_str());
         gtk_window_set_keep_above(GTK_WINDOW(window), look.alwaysOnTop ? TRUE : FALSE);
-        gtk_widget_set_visible(controls, look.controls);
-        if (!look.controls) gtk_widget_hide(keypad);
+        gtk_widget_set_visible(controls, look.controls && browser == 0);
+        if (!look.controls || browser != 0) gtk_widget_hide(keypad);
         gtk_widget_set_visible(pip, look.selfViewPip);
         gtk_button_set_label(GTK_BUTTON(mute), look.audioMuted ? "Unmute" : "Mute");
         gtk_button_set_label(GTK_BUTTON(camera), look.videoMuted ? "Camera on" : "Camera off");
@@ -225,13 +297,82 @@ void VideoWindowGtk::hide() {
     });
 }
 
-bool VideoWindowGtk::dock(const Placement&, std::string& why) {
-    why = "docking is not built yet";
-    ZEP_LOG(OZKLogLevelInfo, kSrc, "dock: " << why);
-    return false;
+bool VideoWindowGtk::dock(const Placement& placement, std::string& why) {
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    if (wayland != nullptr && *wayland != '\0') {
+        why = "a Wayland session gives windows no global coordinates";
+        return false;
+    }
+    const unsigned long browser = findBrowserWindow();
+    if (browser == 0) {
+        why = "the browser's window was not found";
+        return false;
+    }
+    std::shared_ptr<Ui> ui = m_ui;
+    onMainLoop([ui, placement, browser] { ui->dock(placement, browser); });
+    return true;
 }
 
-void VideoWindowGtk::undock() {}
+void VideoWindowGtk::undock() {
+    std::shared_ptr<Ui> ui = m_ui;
+    onMainLoop([ui] { ui->undock(); });
+}
+
+namespace {
+
+pid_t parentOf(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    const size_t close = text.rfind(')');
+    if (close == std::string::npos) return 0;
+    std::istringstream rest(text.substr(close + 2));
+    char state = 0;
+    pid_t parent = 0;
+    rest >> state >> parent;
+    return parent;
+}
+
+// A window property of 32-bit items (longs in Xlib's hands).
+std::vector<unsigned long> property(Display* x, Window w, const char* name, Atom type) {
+    std::vector<unsigned long> out;
+    Atom actual = 0;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long after = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(x, w, XInternAtom(x, name, False), 0, 4096, False, type, &actual, &format, &count, &after,
+                           &data) == Success &&
+        data != nullptr && format == 32) {
+        const auto* items = reinterpret_cast<unsigned long*>(data);
+        out.assign(items, items + count);
+    }
+    if (data != nullptr) XFree(data);
+    return out;
+}
+
+}  // namespace
+
+unsigned long VideoWindowGtk::findBrowserWindow() {
+    if (m_display == nullptr) m_display = XOpenDisplay(nullptr);
+    auto* x = static_cast<Display*>(m_display);
+    if (x == nullptr) return 0;
+    const Window root = DefaultRootWindow(x);
+    // Bottom to top, as the window manager stacks them.
+    const std::vector<unsigned long> windows = property(x, root, "_NET_CLIENT_LIST_STACKING", XA_WINDOW);
+    const std::vector<unsigned long> active = property(x, root, "_NET_ACTIVE_WINDOW", XA_WINDOW);
+    pid_t pid = getppid();
+    for (int level = 0; level < 3 && pid > 1; ++level, pid = parentOf(pid)) {
+        unsigned long found = 0;
+        for (unsigned long w : windows) {
+            const std::vector<unsigned long> owner = property(x, w, "_NET_WM_PID", XA_CARDINAL);
+            if (owner.empty() || static_cast<pid_t>(owner[0]) != pid) continue;
+            if (!active.empty() && active[0] == w) return w;
+            found = w;  // the topmost one so far
+        }
+        if (found != 0) return found;
+    }
+    return 0;
+}
 
 }  // namespace zep
 }  // namespace tessel

@@ -12,6 +12,7 @@ namespace zep {
 // that runs the desktop's main loop (the host's main thread), queued there
 // from the pumping thread; nothing waits for it. Never destroyed while the
 // process runs, so the engine never draws into a window that is gone.
+// Docking needs global window coordinates: X11, not a Wayland session.
 class VideoWindowGtk : public VideoWindowView {
 public:
     VideoWindowGtk();
@@ -27,7 +28,15 @@ public:
     struct Ui;
 
 private:
+    // The browser's top-level window: the one of our parent process (or its
+    // parent's: a launcher may stand between), the active one if it is
+    // among them; 0 when none.
+    unsigned long findBrowserWindow();
+
     std::shared_ptr<Ui> m_ui;
+    // Our own connection to the X server for looking up the browser's
+    // window from the pumping thread; opened on first use.
+    void* m_display = nullptr;
 };
 
 }  // namespace zep

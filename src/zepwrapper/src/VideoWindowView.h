@@ -26,12 +26,16 @@ public:
         bool held = false;
         std::string videoDirection = "Inactive";
     };
-    // Where docked: the window's place on the screen and the part of it shown.
+    // Where docked, as the page gives it: the video element's place in the
+    // page's viewport, the viewport's size (0 when not known yet) and the
+    // part of the element that is visible.
     struct Placement {
-        int x = 0;
-        int y = 0;
+        int offsetX = 0;
+        int offsetY = 0;
         int width = 0;
         int height = 0;
+        int pageWidth = 0;
+        int pageHeight = 0;
         int cropX = 0;
         int cropY = 0;
         int cropWidth = 0;
@@ -56,7 +60,8 @@ public:
     virtual bool available(std::string& why) = 0;
     virtual void show(const Look& look) = 0;
     virtual void hide() = 0;
-    // Docked: placed over the browser's window (see the implementation).
+    // Docked: placed over the page in the browser's window that started
+    // us, following it; false (and why) when that cannot be done here.
     virtual bool dock(const Placement& placement, std::string& why) = 0;
     virtual void undock() = 0;
 };

@@ -389,12 +389,14 @@ int ZepWrapperImpl::setExternalWindowTitle(const std::string& title) {
 
 int ZepWrapperImpl::dockExternalWindow(int offsetX, int offsetY, int width, int height, const std::string& title,
                                        int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) {
-    return m_window.dock({offsetX, offsetY, width, height, cropOffsetX, cropOffsetY, cropWidth, cropHeight}, title);
+    return m_window.dock({offsetX, offsetY, width, height, 0, 0, cropOffsetX, cropOffsetY, cropWidth, cropHeight},
+                         title);
 }
 
-int ZepWrapperImpl::dockUpdate(int offsetX, int offsetY, int width, int height, int, int, int cropOffsetX,
-                               int cropOffsetY, int cropWidth, int cropHeight) {
-    return m_window.dockUpdate({offsetX, offsetY, width, height, cropOffsetX, cropOffsetY, cropWidth, cropHeight});
+int ZepWrapperImpl::dockUpdate(int offsetX, int offsetY, int width, int height, int pageWidth, int pageHeight,
+                               int cropOffsetX, int cropOffsetY, int cropWidth, int cropHeight) {
+    return m_window.dockUpdate(
+        {offsetX, offsetY, width, height, pageWidth, pageHeight, cropOffsetX, cropOffsetY, cropWidth, cropHeight});
 }
 
 int ZepWrapperImpl::undockExternalWindow() {
