@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdint>
+#include <cstdlib>
 #include <deque>
 #include <mutex>
 
@@ -90,6 +91,8 @@ void wakeMainLoop() {
 }  // namespace
 
 void LinuxMain::init(int* argc, char*** argv) {
+    // X11 first, XWayland under Wayland: the video window is drawn with GLX.
+    gdk_set_allowed_backends("x11,*");
     g_hasDisplay = gtk_init_check(argc, argv) != FALSE;
     if (g_hasDisplay) {
         const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -102,6 +105,11 @@ void LinuxMain::init(int* argc, char*** argv) {
 
 bool LinuxMain::hasDisplay() {
     return g_hasDisplay;
+}
+
+bool LinuxMain::hasScreenCoordinates() {
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    return wayland == nullptr || *wayland == '\0';
 }
 
 void LinuxMain::run() {

@@ -11,6 +11,9 @@ public:
     // Opens the display if there is one; call once, on the main thread.
     static void init(int* argc, char*** argv);
     static bool hasDisplay();
+    // Whether windows have places on one shared screen that another window
+    // can be put over: X11 yes, a Wayland session (even through XWayland) no.
+    static bool hasScreenCoordinates();
     // Runs until quit(); on the main thread.
     static void run();
     // From any thread: ends run().

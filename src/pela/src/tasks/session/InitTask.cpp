@@ -11,6 +11,7 @@
 #include "logging/LogMacros.h"
 #include "messages/ApiReturnCode.h"
 #include "messages/JSONHack.h"
+#include "platform/linux/LinuxMain.h"
 #include "tasks/session/GetVersionTask.h"
 
 namespace tessel {
@@ -61,7 +62,9 @@ int InitTask::perform(Params& params, std::shared_ptr<Ptree>& spReplyContent) {
     spContent->put("capabilities.delayedUserAuth", JSONHack::getBool(true));
     spContent->put("capabilities.certValidation", JSONHack::getBool(true));
     spContent->put("capabilities.videoPluginObject", JSONHack::getBool(!isRunByChrome));
-    spContent->put("capabilities.externalWindowDocking", JSONHack::getBool(isRunByChrome));
+    // Docking puts our window over the browser's: not possible in a Wayland session.
+    spContent->put("capabilities.externalWindowDocking",
+                   JSONHack::getBool(isRunByChrome && LinuxMain::hasScreenCoordinates()));
     spContent->put("capabilities.showingDockingTarget", JSONHack::getBool(!isWin32Platform));
     spContent->put("capabilities.ringtoneSelection", JSONHack::getBool(isWin32Platform));
     spContent->put("capabilities.ringOnAllDevices", JSONHack::getBool(isWin32Platform));
