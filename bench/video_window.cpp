@@ -1,0 +1,159 @@
+// The external video window through the built host on Xvfb with openbox,
+// against Kamailio and a remote party (pela_sippeer) sending the engine's
+// moving test pattern at QVGA:
+// 1. from the "Connected" event of a video call shown in the window to the
+//    first frame drawn there (the middle of the video area lit, polled every
+//    10 ms from the screen), over N calls;
+// 2. the CPU of a QVGA video call with the window shown, over 10 s: the
+//    host's, the X server's (which draws it in software here), and in the
+//    same run the host's for the same call with the window hidden.
+// Usage: video_window [calls, default 5, at most 20]
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KamailioFixture.h"
+#include "Samples.h"
+#include "SignedInHost.h"
+#include "SipPeer.h"
+#include "Xvfb.h"
+
+using namespace std::chrono_literals;
+using boost::property_tree::ptree;
+using tessel::test::KamailioFixture;
+using tessel::test::SignedInHost;
+using tessel::test::SipPeer;
+using tessel::test::Xvfb;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+const int kRow = 40;  // the controls bar under the video area
+
+double cpuSeconds(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string field;
+    unsigned long long user = 0, system = 0;
+    for (int i = 3; fields >> field; ++i) {
+        if (i == 14) user = std::stoull(field);
+        if (i == 15) {
+            system = std::stoull(field);
+            break;
+        }
+    }
+    return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+pid_t pidOf(const char* name) {
+    const Xvfb::CommandResult r = Xvfb::runCommand({"pgrep", "-n", "-x", name});
+    return r.status == 0 ? std::atoi(r.out.c_str()) : -1;
+}
+
+// The next event of that name whose content field key equals value.
+bool waitEvent(SignedInHost& page, const char* name, const std::string& key, const std::string& value, size_t from) {
+    const auto deadline = Clock::now() + 15s;
+    for (size_t i = from;;) {
+        for (; i < page.seen().size(); ++i) {
+            const ptree m = pelatest::parseJson(page.seen()[i]);
+            if (pelatest::isEvent(m, name) && SignedInHost::field(m, "content." + key) == value) return true;
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left <= 0ms || !page.waitForEvent(name, left)) return false;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int calls = argc > 1 ? std::max(1, std::min(20, std::atoi(argv[1]))) : 5;
+    Xvfb xvfb;
+    KamailioFixture sip;
+    if (!xvfb.start() || (xvfb.exportEnvironment(), !xvfb.startWindowManager()) || !sip.start()) {
+        fprintf(stderr, "fixtures: %s %s\n", xvfb.error().c_str(), sip.error().c_str());
+        return 1;
+    }
+    SipPeer::Options peer;
+    peer.name = "bob";
+    peer.video = true;
+    peer.autoAnswer = true;
+    SipPeer bob(peer);
+    if (!bob.start() || !bob.registerAs(sip, "bob", "udp")) return 1;
+    pelatest::HostProcess::Options options;
+    options.display = xvfb.display();
+    // One host per call: in this engine version a second video call of the
+    // same process is not drawn (see docs/telephony.md).
+    std::vector<double> firstFrame;
+    std::unique_ptr<SignedInHost> page;
+    std::string window;
+    std::string callId;
+    for (int i = 0; i < calls; ++i) {
+        page.reset(new SignedInHost(sip, options));
+        page->setEngineConfig("[video]\nsize=qvga\n");
+        if (!page->start("udp") || !page->signIn("alice")) {
+            fprintf(stderr, "host: %s\n", page->why().c_str());
+            return 1;
+        }
+        page->call("setExternalWindowTitle", "{\"title\": \"Bench video\"}");
+        const size_t from = page->seen().size();
+        const auto placed = page->call("originate", "{\"recipient\": \"bob\", \"videoDirection\": \"SendRecv\"}");
+        callId = SignedInHost::field(placed, "content.callId");
+        page->call("showCallInExternalWindow", "{\"callId\": " + callId + "}");
+        if (!waitEvent(*page, "callstatechange", "callState", "Connected", from)) {
+            fprintf(stderr, "call %d: not connected\n", i);
+            return 1;
+        }
+        const auto t0 = Clock::now();
+        window = Xvfb::waitForWindow("Bench video");
+        int w = 0;
+        int h = 0;
+        double drawn = -1;
+        while (Xvfb::windowSize(window, w, h) && std::chrono::duration<double>(Clock::now() - t0).count() < 10) {
+            if (Xvfb::litShare(window, w / 3, 0, w / 3, h - kRow) > 0.9) {
+                drawn = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+                break;
+            }
+            std::this_thread::sleep_for(10ms);
+        }
+        if (drawn < 0) {
+            fprintf(stderr, "call %d: no frame drawn\n", i);
+            return 1;
+        }
+        firstFrame.push_back(drawn);
+        if (i + 1 < calls) {
+            page->call("endCall", "{\"callId\": " + callId + "}");
+            page->host().closeInput();
+            page->host().waitExit(20s);
+        }
+    }
+    pelabench::report("Connected -> first frame drawn", "calls", firstFrame);
+
+    // The last call is still up, shown: its CPU, then hidden.
+    const pid_t host = page->host().pid();
+    const pid_t server = pidOf("Xvfb");
+    std::this_thread::sleep_for(2s);
+    double h0 = cpuSeconds(host), x0 = server > 0 ? cpuSeconds(server) : 0;
+    std::this_thread::sleep_for(10s);
+    const double shownHost = (cpuSeconds(host) - h0) / 10.0;
+    const double shownServer = server > 0 ? (cpuSeconds(server) - x0) / 10.0 : 0;
+    page->call("hideExternalWindow", "{}");
+    std::this_thread::sleep_for(2s);
+    h0 = cpuSeconds(host);
+    std::this_thread::sleep_for(10s);
+    const double hiddenHost = (cpuSeconds(host) - h0) / 10.0;
+    printf("QVGA video call, window shown:  host %5.1f%%, X server %5.1f%%\n", 100 * shownHost, 100 * shownServer);
+    printf("QVGA video call, window hidden: host %5.1f%% (shown/hidden %.2fx)\n", 100 * hiddenHost,
+           shownHost / hiddenHost);
+    page->call("endCall", "{\"callId\": " + callId + "}");
+    return 0;
+}
