@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <deque>
 #include <fstream>
 #include <functional>
+#include <mutex>
 #include <sstream>
 #include <vector>
 
@@ -22,19 +24,43 @@ static const char* const kSrc = "src/zepwrapper/src/VideoWindowGtk";
 
 namespace {
 
+// Work for the desktop's main loop, in order. The hand-over is a mutex of
+// ours (GLib's own locks are invisible to the thread sanitizer); the idle
+// source only wakes the loop to drain it.
+std::mutex g_workMutex;
+std::deque<std::function<void()>> g_work;
+bool g_drainQueued = false;
+
+gboolean drainWork(gpointer) {
+    for (;;) {
+        std::function<void()> fn;
+        {
+            std::lock_guard<std::mutex> lock(g_workMutex);
+            if (g_work.empty()) {
+                g_drainQueued = false;
+                return G_SOURCE_REMOVE;
+            }
+            fn = std::move(g_work.front());
+            g_work.pop_front();
+        }
+        fn();
+    }
+}
+
 // Queues fn on the default main context, which the desktop's loop runs;
 // never runs it inline, whoever calls.
 void onMainLoop(std::function<void()> fn) {
+    bool wake = false;
+    {
+        std::lock_guard<std::mutex> lock(g_workMutex);
+        g_work.push_back(std::move(fn));
+        wake = !g_drainQueued;
+        g_drainQueued = true;
+    }
+    if (!wake) return;
     GSource* source = g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(
-        source,
-        [](gpointer data) -> gboolean {
-            (*static_cast<std::function<void()>*>(data))();
-            return G_SOURCE_REMOVE;
-        },
-        new std::function<void()>(std::move(fn)),
-        [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
+    g_source_set_callback(source, &drainWork, nullptr, nullptr);
     g_source_attach(source, nullptr);
     g_source_unref(source);
 }
@@ -190,8 +216,7 @@ struct VideoWindowGtk::Ui {
             !XTranslateCoordinates(x, browser, DefaultRootWindow(x), 0, 0, &rootX, &rootY, &child)) {
             return;
         }
-        const DockTarget::Rect r =
-            DockTarget::rect({rootX, rootY, attributes.width, attributes.height}, placement);
+        const DockTarget::Rect r = DockTarget::rect({rootX, rootY, attributes.width, attributes.height}, placement);
         gtk_window_move(GTK_WINDOW(window), r.x, r.y);
         gtk_window_resize(GTK_WINDOW(window), r.width, r.height);
     }
