@@ -102,8 +102,8 @@ TEST_F(HostVideoTest, IncomingVideoCallIsReportedWithTheDirectionAnswered) {
     ASSERT_TRUE(waitCallState(*page, "RingIn", from, &ringing));
     const std::string id = ringing.get<std::string>("callId");
     // Bob offers both ways; the page only wants to watch.
-    ASSERT_EQ(SignedInHost::field(
-                  page->call("answer", "{\"callId\": " + id + ", \"videoDirection\": \"RecvOnly\"}"), "error"),
+    ASSERT_EQ(SignedInHost::field(page->call("answer", "{\"callId\": " + id + ", \"videoDirection\": \"RecvOnly\"}"),
+                                  "error"),
               "");
     ptree connected;
     ASSERT_TRUE(waitCallState(*page, "Connected", from, &connected));
