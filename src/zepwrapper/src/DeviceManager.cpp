@@ -186,6 +186,20 @@ void DeviceManager::followChoice(Role role) {
     if (m_sound.moveStreams(direction, chosenDeviceName(role)) < 0) {
         ZEP_LOG(OZKLogLevelWarning, kSrc, "the calls could not be moved to the chosen device");
     }
+    // A stream the engine is still opening is not listed yet: look again.
+    const auto now = std::chrono::steady_clock::now();
+    const int i = static_cast<int>(role);
+    if (m_followUntil[i] < now) m_followUntil[i] = now + std::chrono::seconds(3);
+    m_followNext[i] = now + std::chrono::milliseconds(300);
+}
+
+void DeviceManager::pump() {
+    const auto now = std::chrono::steady_clock::now();
+    for (Role role : {Role::Recording, Role::Playout}) {
+        const int i = static_cast<int>(role);
+        if (m_followUntil[i] < now || m_followNext[i] > now || m_context.engine.core() == nullptr) continue;
+        followChoice(role);
+    }
 }
 
 std::string DeviceManager::keptChoice(Role role) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,6 +37,9 @@ public:
     // gone gives way to the default (and takes over again when back), and
     // observers hear of it.
     void onDevicesChanged();
+    // Runs on every pump: moves made at a choice are made again for a short
+    // while, for the call's streams the sound server had not shown yet.
+    void pump();
 
     int getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) const;
     // "" is the system's default device; an unknown identifier, or one that
@@ -69,6 +73,9 @@ private:
 
     FrameworkContext m_context;
     SoundServer& m_sound;
+    // Until when, and next when, each role's move is made again.
+    std::chrono::steady_clock::time_point m_followUntil[3]{};
+    std::chrono::steady_clock::time_point m_followNext[3]{};
 };
 
 }  // namespace zep

@@ -97,6 +97,7 @@ void ZepWrapperImpl::pumpNextDispatcherTask() {
     if (!m_started) return;
     m_engine.iterate();
     m_queue.runPending();
+    m_devices.pump();
 }
 
 void ZepWrapperImpl::onSoundDevicesChanged() {
