@@ -42,27 +42,12 @@ using tessel::test::SignedInHost;
 using tessel::test::SipPeer;
 using Clock = std::chrono::steady_clock;
 
+using pelabench::cpuSeconds;
+
 namespace {
 
 double msBetween(Clock::time_point a, Clock::time_point b) {
     return std::chrono::duration<double, std::milli>(b - a).count();
-}
-
-// Seconds of CPU a process has used (user + system).
-double cpuSeconds(pid_t pid) {
-    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string field;
-    unsigned long long user = 0, system = 0;
-    for (int i = 3; fields >> field; ++i) {
-        if (i == 14) user = std::stoull(field);
-        if (i == 15) {
-            system = std::stoull(field);
-            break;
-        }
-    }
-    return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 // Records a source in 20 ms blocks of 8 kHz mono and notes when a block
@@ -136,27 +121,13 @@ private:
     std::vector<Clock::time_point> m_tones;
 };
 
-// The page's "callstatechange" into state from seen()[from] on; its call id.
-int waitState(SignedInHost& page, const std::string& state, size_t from) {
-    const auto deadline = Clock::now() + 15s;
-    for (;;) {
-        for (size_t i = from; i < page.seen().size(); ++i) {
-            const ptree m = pelatest::parseJson(page.seen()[i]);
-            if (pelatest::isEvent(m, "callstatechange") && SignedInHost::field(m, "content.callState") == state) {
-                return std::atoi(SignedInHost::field(m, "content.callId").c_str());
-            }
-        }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left <= 0ms || !page.waitForEvent("callstatechange", left)) return 0;
-    }
-}
-
 // A call from bob answered by the page; what comes next is up to the caller.
 int answered(SignedInHost& page, SipPeer& bob, const KamailioFixture& sip, Clock::time_point* t0 = nullptr) {
     const size_t from = page.seen().size();
     if (!bob.command("call " + sip.userUri("alice"))) return 0;
-    const int callId = waitState(page, "RingIn", from);
-    if (callId == 0) return 0;
+    ptree ringing;
+    if (!page.waitForCallState("RingIn", from, &ringing)) return 0;
+    const int callId = ringing.get<int>("callId", 0);
     if (t0 != nullptr) *t0 = Clock::now();
     const auto reply =
         page.call("answer", "{\"callId\": " + std::to_string(callId) + ", \"videoDirection\": \"Inactive\"}");
@@ -165,7 +136,7 @@ int answered(SignedInHost& page, SipPeer& bob, const KamailioFixture& sip, Clock
 
 bool hangUp(SignedInHost& page, SipPeer& bob) {
     const size_t from = page.seen().size();
-    return bob.command("hangup") && waitState(page, "Idle", from) != 0;
+    return bob.command("hangup") && page.waitForCallState("Idle", from);
 }
 
 // CPU seconds per second of the host (and of the sound server, when given)

@@ -35,42 +35,15 @@ using tessel::test::SipPeer;
 using tessel::test::Xvfb;
 using Clock = std::chrono::steady_clock;
 
+using pelabench::cpuSeconds;
+
 namespace {
 
 const int kRow = 40;  // the controls bar under the video area
 
-double cpuSeconds(pid_t pid) {
-    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string field;
-    unsigned long long user = 0, system = 0;
-    for (int i = 3; fields >> field; ++i) {
-        if (i == 14) user = std::stoull(field);
-        if (i == 15) {
-            system = std::stoull(field);
-            break;
-        }
-    }
-    return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
 pid_t pidOf(const char* name) {
     const Xvfb::CommandResult r = Xvfb::runCommand({"pgrep", "-n", "-x", name});
     return r.status == 0 ? std::atoi(r.out.c_str()) : -1;
-}
-
-// The next event of that name whose content field key equals value.
-bool waitEvent(SignedInHost& page, const char* name, const std::string& key, const std::string& value, size_t from) {
-    const auto deadline = Clock::now() + 15s;
-    for (size_t i = from;;) {
-        for (; i < page.seen().size(); ++i) {
-            const ptree m = pelatest::parseJson(page.seen()[i]);
-            if (pelatest::isEvent(m, name) && SignedInHost::field(m, "content." + key) == value) return true;
-        }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left <= 0ms || !page.waitForEvent(name, left)) return false;
-    }
 }
 
 }  // namespace
@@ -109,7 +82,7 @@ int main(int argc, char** argv) {
         const auto placed = page->call("originate", "{\"recipient\": \"bob\", \"videoDirection\": \"SendRecv\"}");
         callId = SignedInHost::field(placed, "content.callId");
         page->call("showCallInExternalWindow", "{\"callId\": " + callId + "}");
-        if (!waitEvent(*page, "callstatechange", "callState", "Connected", from)) {
+        if (!page->waitForCallState("Connected", from)) {
             fprintf(stderr, "call %d: not connected\n", i);
             return 1;
         }

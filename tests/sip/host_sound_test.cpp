@@ -65,31 +65,10 @@ bool has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-// The "callstatechange" into state among the page's messages from `from` on.
-bool waitCallState(SignedInHost& page, const std::string& state, size_t from, std::string* callId = nullptr) {
-    const auto deadline = std::chrono::steady_clock::now() + 15s;
-    for (;;) {
-        const auto& seen = page.seen();
-        for (size_t i = from; i < seen.size(); ++i) {
-            const ptree m = pelatest::parseJson(seen[i]);
-            if (pelatest::isEvent(m, "callstatechange") && SignedInHost::field(m, "content.callState") == state) {
-                if (callId != nullptr) *callId = SignedInHost::field(m, "content.callId");
-                return true;
-            }
-        }
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left <= 0ms) return false;
-        page.waitForEvent("callstatechange", left);
-    }
-}
-
 // The next "multimediadevicechange" among the page's messages from `from` on.
 bool waitDeviceChange(SignedInHost& page, size_t from) {
-    for (size_t i = from; i < page.seen().size(); ++i) {
-        if (pelatest::isEvent(pelatest::parseJson(page.seen()[i]), "multimediadevicechange")) return true;
-    }
-    return page.waitForEvent("multimediadevicechange", 5s);
+    return page.waitForEventFrom(
+               "multimediadevicechange", from, [](const ptree&) { return true; }, nullptr, 5s) != SignedInHost::npos;
 }
 
 class HostSoundTest : public ::testing::Test {
@@ -262,8 +241,9 @@ TEST_F(HostSoundTest, CallsRingOnTheRingerAndRingBackOnTheSpeaker) {
     // Bob calls: it rings on the headset, at half the amplitude (-6 dB).
     size_t from = page->seen().size();
     ASSERT_TRUE(bob->command("call " + sip.userUri("alice")));
-    std::string callId;
-    ASSERT_TRUE(waitCallState(*page, "RingIn", from, &callId));
+    ptree ringingCall;
+    ASSERT_TRUE(page->waitForCallState("RingIn", from, &ringingCall));
+    const std::string callId = ringingCall.get<std::string>("callId");
     const auto ringing = [](const std::string& o) { return has(o, "media.name = \"ring\""); };
     std::string streams = pactlUntil(pulse, "list sink-inputs", ringing);
     ASSERT_TRUE(ringing(streams)) << streams << page->host().logText();
@@ -295,17 +275,17 @@ TEST_F(HostSoundTest, CallsRingOnTheRingerAndRingBackOnTheSpeaker) {
     streams = pactlUntil(pulse, "list sink-inputs", ringback);
     EXPECT_TRUE(ringback(streams) && has(streams, "Sink: 0")) << streams;
     ASSERT_TRUE(bob->command("answer " + std::to_string(atBob)));
-    ASSERT_TRUE(waitCallState(*page, "Connected", from));
+    ASSERT_TRUE(page->waitForCallState("Connected", from));
     streams = pactlUntil(pulse, "list sink-inputs", [&](const std::string& o) { return !ringback(o); });
     EXPECT_FALSE(ringback(streams)) << streams;
 
     // The caller giving up stops the ring too.
     ASSERT_TRUE(bob->command("hangup " + std::to_string(atBob)));
-    ASSERT_TRUE(waitCallState(*page, "Idle", from));
+    ASSERT_TRUE(page->waitForCallState("Idle", from));
     from = page->seen().size();
     const size_t bobFrom = bob->eventCount();
     ASSERT_TRUE(bob->command("call " + sip.userUri("alice")));
-    ASSERT_TRUE(waitCallState(*page, "RingIn", from));
+    ASSERT_TRUE(page->waitForCallState("RingIn", from));
     ASSERT_TRUE(ringing(pactlUntil(pulse, "list sink-inputs", ringing)));
     ASSERT_TRUE(bob->command("hangup"));
     ASSERT_TRUE(bob->waitEvent("call", 5s, bobFrom));

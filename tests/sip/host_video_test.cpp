@@ -50,24 +50,6 @@ bool receivesVideo(SipPeer& peer, Received* last) {
     return false;
 }
 
-// The "callstatechange" into state from seen()[from] on.
-bool waitCallState(SignedInHost& page, const std::string& state, size_t from, ptree* call) {
-    const auto deadline = std::chrono::steady_clock::now() + 15s;
-    for (;;) {
-        for (size_t i = from; i < page.seen().size(); ++i) {
-            const ptree m = pelatest::parseJson(page.seen()[i]);
-            if (pelatest::isEvent(m, "callstatechange") && SignedInHost::field(m, "content.callState") == state) {
-                *call = m.get_child("norvaChannelMessage.norvaSDKServerMessage.content");
-                return true;
-            }
-        }
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left <= 0ms) return false;
-        page.waitForEvent("callstatechange", left);
-    }
-}
-
 class HostVideoTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -99,14 +81,14 @@ TEST_F(HostVideoTest, IncomingVideoCallIsReportedWithTheDirectionAnswered) {
     const size_t from = page->seen().size();
     ASSERT_TRUE(bob->command("call " + sip.userUri("alice") + " video"));
     ptree ringing;
-    ASSERT_TRUE(waitCallState(*page, "RingIn", from, &ringing));
+    ASSERT_TRUE(page->waitForCallState("RingIn", from, &ringing));
     const std::string id = ringing.get<std::string>("callId");
     // Bob offers both ways; the page only wants to watch.
     ASSERT_EQ(SignedInHost::field(page->call("answer", "{\"callId\": " + id + ", \"videoDirection\": \"RecvOnly\"}"),
                                   "error"),
               "");
     ptree connected;
-    ASSERT_TRUE(waitCallState(*page, "Connected", from, &connected));
+    ASSERT_TRUE(page->waitForCallState("Connected", from, &connected));
     EXPECT_EQ(connected.get<std::string>("videoDirection"), "RecvOnly") << "the event says what was answered";
     Received atBob;
     for (int i = 0; i < 50 && atBob.direction != "SendOnly"; ++i) {
@@ -121,7 +103,7 @@ TEST_F(HostVideoTest, VideoDirectionOfAnOutgoingCallAndItsChange) {
     ASSERT_EQ(SignedInHost::field(placed, "error"), "");
     const std::string id = SignedInHost::field(placed, "content.callId");
     ptree connected;
-    ASSERT_TRUE(waitCallState(*page, "Connected", 0, &connected));
+    ASSERT_TRUE(page->waitForCallState("Connected", 0, &connected));
     EXPECT_EQ(connected.get<std::string>("videoDirection"), "SendOnly");
     Received atBob;
     EXPECT_TRUE(receivesVideo(*bob, &atBob));

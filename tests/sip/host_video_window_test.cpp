@@ -59,24 +59,10 @@ protected:
     // The next "externalwindowevent" whose state satisfies pred.
     template <class Pred>
     bool windowEvent(Pred pred, ptree* state = nullptr) {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        for (size_t i = from;; ++i) {
-            for (; i < page->seen().size(); ++i) {
-                const ptree m = pelatest::parseJson(page->seen()[i]);
-                if (pelatest::isEvent(m, "externalwindowevent")) {
-                    const ptree s = m.get_child("norvaChannelMessage.norvaSDKServerMessage.content");
-                    if (pred(s)) {
-                        from = i + 1;
-                        if (state != nullptr) *state = s;
-                        return true;
-                    }
-                }
-            }
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left <= 0ms || !page->waitForEvent("externalwindowevent", left)) return false;
-            --i;
-        }
+        const size_t at = page->waitForEventFrom("externalwindowevent", from, pred, state, 10s);
+        if (at == SignedInHost::npos) return false;
+        from = at + 1;
+        return true;
     }
     // Clicks the n-th of `count` equal buttons in the row `rowFromBottom` (0: the lowest).
     bool click(int n, int count, int rowFromBottom) {

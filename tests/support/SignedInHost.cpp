@@ -134,6 +134,31 @@ bool SignedInHost::waitForEvent(const std::string& name, std::chrono::millisecon
         timeout, &m_seen);
 }
 
+size_t SignedInHost::waitForEventFrom(const std::string& name, size_t from,
+                                      const std::function<bool(const ptree&)>& pred, ptree* content,
+                                      std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (size_t i = from;;) {
+        for (; i < m_seen.size(); ++i) {
+            const ptree m = pelatest::parseJson(m_seen[i]);
+            if (!pelatest::isEvent(m, name)) continue;
+            const ptree found = m.get_child("norvaChannelMessage.norvaSDKServerMessage.content", ptree());
+            if (!pred(found)) continue;
+            if (content != nullptr) *content = found;
+            return i;
+        }
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left <= std::chrono::milliseconds(0) || !waitForEvent(name, left)) return npos;
+    }
+}
+
+bool SignedInHost::waitForCallState(const std::string& state, size_t from, ptree* call) {
+    return waitForEventFrom(
+               "callstatechange", from, [&](const ptree& c) { return c.get<std::string>("callState", "") == state; },
+               call) != npos;
+}
+
 std::vector<std::string> SignedInHost::eventNames() const {
     std::vector<std::string> names;
     for (const std::string& text : m_seen) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -54,6 +55,17 @@ public:
     // The next event of that name after everything already read; false on timeout.
     bool waitForEvent(const std::string& name, std::chrono::milliseconds timeout,
                       boost::property_tree::ptree* event = nullptr);
+    // The first event of that name among seen()[from...] whose content pred
+    // accepts (events read meanwhile by call() count too), reading on until
+    // one comes or time runs out. Its index in seen(), or npos; its content
+    // goes to *content.
+    size_t waitForEventFrom(const std::string& name, size_t from,
+                            const std::function<bool(const boost::property_tree::ptree&)>& pred,
+                            boost::property_tree::ptree* content = nullptr,
+                            std::chrono::milliseconds timeout = std::chrono::seconds(15));
+    // A "callstatechange" into state among seen()[from...]; its call object to *call.
+    bool waitForCallState(const std::string& state, size_t from, boost::property_tree::ptree* call = nullptr);
+    static constexpr size_t npos = static_cast<size_t>(-1);
 
     pelatest::HostProcess& host() { return *m_spHost; }
     const std::vector<std::string>& seen() const { return m_seen; }

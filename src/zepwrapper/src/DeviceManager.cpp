@@ -70,13 +70,38 @@ void addTestPattern(MSWebCamManager* cameras) {
 
 }  // namespace
 
+// The engine's device for a role; null is its default.
+int DeviceManager::setEngineDevice(LinphoneCore* core, Role role, const char* id) {
+    switch (role) {
+        case Role::Recording:
+            return linphone_core_set_capture_device(core, id);
+        case Role::Playout:
+            return linphone_core_set_playback_device(core, id);
+        case Role::Ringer:
+            break;
+    }
+    return linphone_core_set_ringer_device(core, id);
+}
+
+std::string DeviceManager::engineDevice(LinphoneCore* core, Role role) {
+    switch (role) {
+        case Role::Recording:
+            return text(linphone_core_get_capture_device(core));
+        case Role::Playout:
+            return text(linphone_core_get_playback_device(core));
+        case Role::Ringer:
+            break;
+    }
+    return text(linphone_core_get_ringer_device(core));
+}
+
 int DeviceManager::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimediaDevices>>& devices) const {
     devices.clear();
     LinphoneCore* core = m_context.engine.core();
     if (core == nullptr) return ApiReturnCodeEnum::eInvalidState;
-    const std::string recording = text(linphone_core_get_capture_device(core));
-    const std::string playout = text(linphone_core_get_playback_device(core));
-    const std::string ringer = text(linphone_core_get_ringer_device(core));
+    const std::string recording = engineDevice(core, Role::Recording);
+    const std::string playout = engineDevice(core, Role::Playout);
+    const std::string ringer = engineDevice(core, Role::Ringer);
     AudioDevices sound(core);
     // Where a sound server runs, the ALSA devices are its own way in ("default")
     // or cards it holds: listing them beside its devices only confuses.
@@ -155,18 +180,7 @@ int DeviceManager::setSoundDevice(Role role, const std::string& id) {
     // for the next calls. Its PulseAudio streams cannot change device while
     // they run: the sound server moves them.
     const char* engineId = id.empty() ? nullptr : id.c_str();
-    LinphoneStatus status = 0;
-    switch (role) {
-        case Role::Recording:
-            status = linphone_core_set_capture_device(core, engineId);
-            break;
-        case Role::Playout:
-            status = linphone_core_set_playback_device(core, engineId);
-            break;
-        case Role::Ringer:
-            status = linphone_core_set_ringer_device(core, engineId);
-            break;
-    }
+    const LinphoneStatus status = setEngineDevice(core, role, engineId);
     // Written now: the engine saves its config only when it is told to.
     LinphoneConfig* config = linphone_core_get_config(core);
     linphone_config_set_string(config, kVolumeSection, kChoiceKeys[static_cast<int>(role)], id.c_str());
@@ -227,21 +241,9 @@ void DeviceManager::onDevicesChanged() {
         AudioDevices sound(core);
         const bool present = sound.find(id) != nullptr;
         const char* engineId = present ? id.c_str() : nullptr;
-        const std::string before = text(role == Role::Recording ? linphone_core_get_capture_device(core)
-                                        : role == Role::Playout ? linphone_core_get_playback_device(core)
-                                                                : linphone_core_get_ringer_device(core));
+        const std::string before = engineDevice(core, role);
         // Our record stays: the device takes over again when it is back.
-        switch (role) {
-            case Role::Recording:
-                linphone_core_set_capture_device(core, engineId);
-                break;
-            case Role::Playout:
-                linphone_core_set_playback_device(core, engineId);
-                break;
-            case Role::Ringer:
-                linphone_core_set_ringer_device(core, engineId);
-                break;
-        }
+        setEngineDevice(core, role, engineId);
         if (present && before != id) {
             ZEP_LOG(OZKLogLevelInfo, kSrc, "chosen sound device [" << id << "] is back");
             followChoice(role);

@@ -66,6 +66,9 @@ public:
 
 private:
     int setSoundDevice(Role role, const std::string& id);
+    // The engine's own setting of a role, without our record.
+    static int setEngineDevice(LinphoneCore* core, Role role, const char* id);
+    static std::string engineDevice(LinphoneCore* core, Role role);
     // Our record of the role's choice, "" for the default.
     std::string keptChoice(Role role) const;
     // Moves the calls' running streams to what the role now uses.

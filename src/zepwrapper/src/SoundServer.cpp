@@ -336,12 +336,12 @@ bool SoundServer::playLoop(const std::string& name, const std::string& descripti
     // A device gone since it was chosen: the default plays instead.
     std::string device = s.deviceName(Direction::Playback, description);
     if (device.empty()) device = s.deviceName(Direction::Playback, "");
-    const pa_sample_spec spec{PA_SAMPLE_S16LE, static_cast<uint32_t>(sampleRate), 1};
+    const pa_sample_spec format{PA_SAMPLE_S16LE, static_cast<uint32_t>(sampleRate), 1};
     pa_proplist* props = pa_proplist_new();
     // "phone" lets desktops route and duck it as a call's sound.
     pa_proplist_sets(props, PA_PROP_MEDIA_ROLE, "phone");
     pa_proplist_sets(props, PA_PROP_MEDIA_NAME, name.c_str());
-    s.tone = pa_stream_new_with_proplist(s.context, name.c_str(), &spec, nullptr, props);
+    s.tone = pa_stream_new_with_proplist(s.context, name.c_str(), &format, nullptr, props);
     pa_proplist_free(props);
     if (s.tone == nullptr) return false;
     s.samples = std::move(samples);
