@@ -163,6 +163,8 @@ bool Peer::init() {
         linphone_core_enable_video_capture(m_pCore, TRUE);
         linphone_core_enable_video_display(m_pCore, TRUE);
         linphone_core_set_native_video_window_id(m_pCore, LINPHONE_VIDEO_DISPLAY_NONE);
+        // A renderer that needs no X server: frames end in the core's hands.
+        linphone_core_set_video_display_filter(m_pCore, "MSExtDisplay");
         linphone_core_set_preferred_video_definition_by_name(m_pCore, "qvga");
         LinphoneVideoActivationPolicy* policy = linphone_factory_create_video_activation_policy(m_pFactory);
         linphone_video_activation_policy_set_automatically_accept(policy, TRUE);

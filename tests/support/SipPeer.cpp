@@ -143,7 +143,8 @@ bool SipPeer::start(std::chrono::milliseconds timeout) {
             if (!option.empty() && !startsWith(option, "suppressions=")) tsan += ":" + option;
         }
     }
-    const auto env = pelatest::childEnv({"PULSE_SERVER", "TSAN_OPTIONS"},
+    // No display: the peer decodes video but draws it nowhere.
+    const auto env = pelatest::childEnv({"PULSE_SERVER", "TSAN_OPTIONS", "DISPLAY", "WAYLAND_DISPLAY"},
                                         {"TSAN_OPTIONS=" + tsan, "HOME=" + home, "XDG_RUNTIME_DIR=" + home + "/run",
                                          "XDG_CONFIG_HOME=" + home + "/config", "XDG_DATA_HOME=" + home + "/data",
                                          "XDG_CACHE_HOME=" + home + "/cache"});
