@@ -64,6 +64,38 @@ protected:
         from = at + 1;
         return true;
     }
+    // Whether the middle third of the video area gets lit within 10 s (the
+    // picture keeps its shape, with black bars beside it) and keeps moving.
+    ::testing::AssertionResult drawn() {
+        int w = 0;
+        int h = 0;
+        if (!Xvfb::windowSize(window, w, h)) return ::testing::AssertionFailure() << "no window " << window;
+        double lit = 0;
+        unsigned long first = 0;
+        for (int i = 0; i < 50 && lit < 0.9; ++i) {
+            std::this_thread::sleep_for(200ms);
+            lit = Xvfb::litShare(window, w / 3, 0, w / 3, h - kRow, &first);
+        }
+        if (lit < 0.9) return ::testing::AssertionFailure() << "the video area stays black: " << lit << " lit";
+        unsigned long now = first;
+        for (int i = 0; i < 20 && now == first; ++i) {
+            std::this_thread::sleep_for(100ms);
+            Xvfb::litShare(window, w / 3, 0, w / 3, h - kRow, &now);
+        }
+        if (now == first) return ::testing::AssertionFailure() << "the picture is frozen";
+        return ::testing::AssertionSuccess();
+    }
+    // Places a video call to bob and shows it; its id.
+    std::string showVideoCall(const std::string& title) {
+        const auto placed = page->call("originate", "{\"recipient\": \"bob\", \"videoDirection\": \"SendRecv\"}");
+        EXPECT_EQ(field(placed, "error"), "");
+        const std::string id = field(placed, "content.callId");
+        EXPECT_TRUE(page->waitForCallState("Connected", from));
+        EXPECT_EQ(error("showCallInExternalWindow", "{\"callId\": " + id + "}"), "");
+        EXPECT_TRUE(windowEvent([&](const ptree& s) { return s.get<std::string>("callId") == id; }));
+        window = Xvfb::waitForWindow(title);
+        return id;
+    }
     // Clicks the n-th of `count` equal buttons in the row `rowFromBottom` (0: the lowest).
     bool click(int n, int count, int rowFromBottom) {
         int w = 0;
@@ -97,17 +129,25 @@ TEST_F(HostVideoWindowTest, CallShownDrawnControlledAndEndedFromTheWindow) {
     window = Xvfb::waitForWindow("Bob on video");
     ASSERT_FALSE(window.empty());
 
-    // The far end's moving pattern is drawn: the middle of the video area
-    // (the picture keeps its shape, with black bars beside it) is lit.
-    int w = 0;
-    int h = 0;
-    ASSERT_TRUE(Xvfb::windowSize(window, w, h));
-    double lit = 0;
-    for (int i = 0; i < 50 && lit < 0.9; ++i) {
-        std::this_thread::sleep_for(200ms);
-        lit = Xvfb::litShare(window, w / 3, 0, w / 3, h - kRow);
+    // The far end's moving pattern is drawn.
+    EXPECT_TRUE(drawn());
+
+    // The self-view goes into the bottom right corner, on the black bar the
+    // far end's 4:3 picture leaves there.
+    const auto corner = [&] {
+        int w = 0;
+        int h = 0;
+        Xvfb::windowSize(window, w, h);
+        return Xvfb::litShare(window, w - 68, h - kRow - 118, 50, 100);
+    };
+    EXPECT_LT(corner(), 0.1);
+    ASSERT_EQ(error("setExternalWindowShowSelfViewPip", "{\"showSelfViewPip\": true}"), "");
+    double pip = 0;
+    for (int i = 0; i < 50 && pip < 0.9; ++i) {
+        std::this_thread::sleep_for(100ms);
+        pip = corner();
     }
-    EXPECT_GT(lit, 0.9) << "the video area stays black";
+    EXPECT_GT(pip, 0.9) << "no self-view";
 
     // Always on top, as the window manager has it.
     ASSERT_EQ(error("setExternalWindowAlwaysOnTop", "{\"alwaysOnTop\": true}"), "");
@@ -149,6 +189,21 @@ TEST_F(HostVideoWindowTest, CallShownDrawnControlledAndEndedFromTheWindow) {
     ASSERT_TRUE(click(5, kControls, 0));
     EXPECT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("showing") == "false"; }));
     EXPECT_TRUE(bob->waitCallState(bob->lastCallId(), "End", 10s));
+}
+
+// The renderer of one call must not keep the next one from being drawn.
+TEST_F(HostVideoWindowTest, EachCallOfTheRunIsDrawn) {
+    ASSERT_EQ(error("setExternalWindowTitle", "{\"title\": \"Video\"}"), "");
+    for (int n = 1; n <= 2; ++n) {
+        SCOPED_TRACE("call " + std::to_string(n));
+        from = page->seen().size();
+        const std::string id = showVideoCall("Video");
+        ASSERT_FALSE(window.empty());
+        EXPECT_TRUE(drawn());
+        ASSERT_EQ(error("endCall", "{\"callId\": " + id + "}"), "");
+        ASSERT_TRUE(windowEvent([](const ptree& s) { return s.get<std::string>("showing") == "false"; }));
+        ASSERT_TRUE(bob->waitCallState(bob->lastCallId(), "End", 10s));
+    }
 }
 
 // Docked over a page of "the browser" (a window of the process that started

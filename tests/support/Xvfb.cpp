@@ -204,7 +204,7 @@ bool Xvfb::windowSize(const std::string& windowId, int& width, int& height) {
     return ok;
 }
 
-double Xvfb::litShare(const std::string& windowId, int x, int y, int width, int height) {
+double Xvfb::litShare(const std::string& windowId, int x, int y, int width, int height, unsigned long* checksum) {
     Display* display = XOpenDisplay(nullptr);
     if (display == nullptr) return 0;
     // From the screen, where the window is: what the user sees, children drawn
@@ -218,13 +218,16 @@ double Xvfb::litShare(const std::string& windowId, int x, int y, int width, int 
     double share = 0;
     if (image != nullptr) {
         long lit = 0;
+        unsigned long sum = 0;
         for (int j = 0; j < height; ++j) {
             for (int i = 0; i < width; ++i) {
                 const unsigned long p = XGetPixel(image, i, j);
+                sum = sum * 31 + p;
                 if (((p >> 16) & 0xff) + ((p >> 8) & 0xff) + (p & 0xff) > 24) ++lit;
             }
         }
         share = static_cast<double>(lit) / (static_cast<double>(width) * height);
+        if (checksum != nullptr) *checksum = sum;
         XDestroyImage(image);
     }
     XCloseDisplay(display);

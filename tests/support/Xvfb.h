@@ -56,8 +56,10 @@ public:
     // The window's size as the server has it; false when it is not there.
     static bool windowSize(const std::string& windowId, int& width, int& height);
     // The share (0..1) of the pixels of a rectangle of the window, as shown on
-    // the screen, that are not near black.
-    static double litShare(const std::string& windowId, int x, int y, int width, int height);
+    // the screen, that are not near black; checksum, if given, gets a sum of
+    // the pixels that changes when the picture moves.
+    static double litShare(const std::string& windowId, int x, int y, int width, int height,
+                           unsigned long* checksum = nullptr);
 
 private:
     pid_t m_pid = -1;

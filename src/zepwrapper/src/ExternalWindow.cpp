@@ -13,8 +13,8 @@ static const char* const kSrc = "src/zepwrapper/src/ExternalWindow";
 
 namespace {
 
-void* windowId(unsigned long id) {
-    return id == 0 ? LINPHONE_VIDEO_DISPLAY_NONE : reinterpret_cast<void*>(id);
+void* windowId(void* target) {
+    return target == nullptr ? LINPHONE_VIDEO_DISPLAY_NONE : target;
 }
 
 }  // namespace
@@ -24,13 +24,6 @@ ExternalWindow::ExternalWindow(FrameworkContext context, CallManager& calls, std
     m_state.controlsEnabled = true;
     VideoWindowView::Events events;
     // The view reports from its own thread: everything goes through the queue.
-    events.nativeIds = [this](unsigned long video, unsigned long pip) {
-        m_context.queue.post([this, video, pip] {
-            m_videoId = video;
-            m_pipId = pip;
-            attach();
-        });
-    };
     events.pressed = [this](VideoWindowView::Button button, const std::string& text) {
         m_context.queue.post([this, button, text] { onPressed(button, text); });
     };
@@ -73,16 +66,18 @@ VideoWindowView::Look ExternalWindow::look() const {
 void ExternalWindow::attach() {
     LinphoneCore* core = m_context.engine.core();
     if (core == nullptr) return;
-    const bool drawing = m_state.showing && m_videoId != 0;
+    const bool drawing = m_state.showing;
     LinphoneCall* call = m_videoCall > 0 ? m_calls.engineCall(m_videoCall) : nullptr;
-    if (call != nullptr) linphone_call_set_native_video_window_id(call, windowId(drawing ? m_videoId : 0));
+    if (call != nullptr)
+        linphone_call_set_native_video_window_id(call, windowId(drawing ? m_view->videoTarget() : nullptr));
     if (m_state.preview) {
         // The camera alone, in the video area.
-        linphone_core_set_native_preview_window_id(core, windowId(drawing ? m_videoId : 0));
+        linphone_core_set_native_preview_window_id(core, windowId(drawing ? m_view->videoTarget() : nullptr));
         linphone_core_enable_video_preview(core, drawing ? TRUE : FALSE);
     } else {
         linphone_core_enable_video_preview(core, FALSE);
-        linphone_core_set_native_preview_window_id(core, windowId(drawing && m_state.selfViewPip ? m_pipId : 0));
+        linphone_core_set_native_preview_window_id(
+            core, windowId(drawing && m_state.selfViewPip ? m_view->pipTarget() : nullptr));
     }
 }
 

@@ -65,8 +65,6 @@ private:
     std::unique_ptr<VideoWindowView> m_view;
     ExternalWindowState m_state;
     int m_videoCall = -1;  // the call whose video the area takes, -1 for none
-    unsigned long m_videoId = 0;
-    unsigned long m_pipId = 0;
 };
 
 }  // namespace zep

@@ -4,6 +4,7 @@
 #include <linphone/factory.h>
 
 #include "EngineLogBridge.h"
+#include "VideoAreaFilter.h"
 #include "ZepLog.h"
 
 namespace tessel {
@@ -58,10 +59,8 @@ void LinphoneEngine::configure() {
     linphone_core_set_user_agent(m_pCore, kUserAgentName, kUserAgentVersion);
 
     // Video: the camera is captured during video calls and the far end is
-    // drawn only into windows we hand the engine, never one of its own.
-    // "MSGLXVideo" draws into a foreign X window on any X server (the
-    // default XVideo renderer draws black where the server lacks XVideo);
-    // "[video] displaytype" in the engine's config chooses another.
+    // drawn only into the external window's areas, through our own renderer
+    // (the areas are its "window ids"), never into a window of the engine's.
     LinphoneConfig* config = linphone_core_get_config(m_pCore);
     linphone_core_enable_video_capture(m_pCore, TRUE);
     linphone_core_enable_video_display(m_pCore, TRUE);
@@ -69,9 +68,8 @@ void LinphoneEngine::configure() {
     linphone_core_use_preview_window(m_pCore, TRUE);
     linphone_core_set_native_video_window_id(m_pCore, LINPHONE_VIDEO_DISPLAY_NONE);
     linphone_core_set_native_preview_window_id(m_pCore, LINPHONE_VIDEO_DISPLAY_NONE);
-    if (!linphone_config_has_entry(config, "video", "displaytype")) {
-        linphone_core_set_video_display_filter(m_pCore, "MSGLXVideo");
-    }
+    registerVideoAreaFilter(linphone_core_get_ms_factory(m_pCore));
+    linphone_core_set_video_display_filter(m_pCore, kVideoAreaFilterName);
     if (!linphone_config_has_entry(config, "video", "size")) {
         linphone_core_set_preferred_video_definition_by_name(m_pCore, "vga");
     }

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <deque>
 #include <fstream>
@@ -15,6 +16,7 @@
 #include <gtk/gtk.h>
 
 #include "DockTarget.h"
+#include "VideoFrameSink.h"
 #include "ZepLog.h"
 
 namespace tessel {
@@ -78,7 +80,15 @@ const int kRowHeight = 40;
 
 // Everything GTK; touched on the main loop's thread only.
 struct VideoWindowGtk::Ui {
+    // One area's pictures: filled by the engine, drawn here.
+    struct Picture {
+        VideoFrameSink sink;
+        VideoFrameSink::Frame frame;  // the one drawn last
+        bool have = false;
+    };
     Events events;
+    Picture videoPicture;
+    Picture pipPicture;
     GtkWidget* window = nullptr;
     GtkWidget* video = nullptr;
     GtkWidget* pip = nullptr;
@@ -124,13 +134,7 @@ struct VideoWindowGtk::Ui {
         gtk_box_pack_start(GTK_BOX(column), overlay, TRUE, TRUE, 0);
         video = gtk_drawing_area_new();
         gtk_widget_set_size_request(video, 160, 90);
-        g_signal_connect(video, "draw", G_CALLBACK(+[](GtkWidget*, cairo_t* cr, gpointer) -> gboolean {
-                             // Black until the engine's first frame; the engine draws over it.
-                             cairo_set_source_rgb(cr, 0, 0, 0);
-                             cairo_paint(cr);
-                             return TRUE;
-                         }),
-                         nullptr);
+        g_signal_connect(video, "draw", G_CALLBACK(&Ui::paint), &videoPicture);
         gtk_container_add(GTK_CONTAINER(overlay), video);
         pip = gtk_drawing_area_new();
         gtk_widget_set_size_request(pip, 160, 120);
@@ -138,6 +142,7 @@ struct VideoWindowGtk::Ui {
         gtk_widget_set_valign(pip, GTK_ALIGN_END);
         gtk_widget_set_margin_end(pip, 8);
         gtk_widget_set_margin_bottom(pip, 8);
+        g_signal_connect(pip, "draw", G_CALLBACK(&Ui::paint), &pipPicture);
         gtk_overlay_add_overlay(GTK_OVERLAY(overlay), pip);
 
         keypad = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
@@ -188,20 +193,28 @@ struct VideoWindowGtk::Ui {
 
         gtk_widget_show_all(column);
         gtk_widget_hide(keypad);
-        // Both areas get an X window of their own, for the engine to draw into
-        // from its own connection; realized now so their ids exist before the
-        // window is first shown.
-        gtk_widget_realize(video);
-        gtk_widget_realize(pip);
-        GdkWindow* videoWindow = gtk_widget_get_window(video);
-        GdkWindow* pipWindow = gtk_widget_get_window(pip);
-        if (videoWindow != nullptr && pipWindow != nullptr && gdk_window_ensure_native(videoWindow) &&
-            gdk_window_ensure_native(pipWindow)) {
-            gdk_window_raise(pipWindow);
-            const unsigned long videoId = GDK_WINDOW_XID(videoWindow);
-            const unsigned long pipId = GDK_WINDOW_XID(pipWindow);
-            if (events.nativeIds) events.nativeIds(videoId, pipId);
-        }
+    }
+
+    // The area's newest picture, whole and centred, black around it.
+    static gboolean paint(GtkWidget* area, cairo_t* cr, gpointer data) {
+        auto* picture = static_cast<Picture*>(data);
+        cairo_set_source_rgb(cr, 0, 0, 0);
+        cairo_paint(cr);
+        picture->have = picture->sink.take(picture->frame);
+        const VideoFrameSink::Frame& f = picture->frame;
+        if (!picture->have || f.width <= 0 || f.height <= 0) return TRUE;
+        const double width = gtk_widget_get_allocated_width(area);
+        const double height = gtk_widget_get_allocated_height(area);
+        const double scale = std::min(width / f.width, height / f.height);
+        GdkPixbuf* pixbuf = gdk_pixbuf_new_from_data(f.rgb.data(), GDK_COLORSPACE_RGB, FALSE, 8, f.width, f.height,
+                                                     f.stride, nullptr, nullptr);
+        cairo_translate(cr, (width - f.width * scale) / 2, (height - f.height * scale) / 2);
+        cairo_scale(cr, scale, scale);
+        gdk_cairo_set_source_pixbuf(cr, pixbuf, 0, 0);
+        cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_BILINEAR);
+        cairo_paint(cr);
+        g_object_unref(pixbuf);
+        return TRUE;
     }
 
     // Moves and sizes the window over the page's video element.
@@ -283,7 +296,22 @@ struct VideoWindowGtk::Ui {
     }
 };
 
-VideoWindowGtk::VideoWindowGtk() : m_ui(std::make_shared<Ui>()) {}
+VideoWindowGtk::VideoWindowGtk() : m_ui(std::make_shared<Ui>()) {
+    // A frame came in: its area is drawn again on the desktop's loop.
+    std::weak_ptr<Ui> weak = m_ui;
+    m_ui->videoPicture.sink.setOnFrame([weak] {
+        onMainLoop([weak] {
+            std::shared_ptr<Ui> ui = weak.lock();
+            if (ui && ui->video != nullptr) gtk_widget_queue_draw(ui->video);
+        });
+    });
+    m_ui->pipPicture.sink.setOnFrame([weak] {
+        onMainLoop([weak] {
+            std::shared_ptr<Ui> ui = weak.lock();
+            if (ui && ui->pip != nullptr) gtk_widget_queue_draw(ui->pip);
+        });
+    });
+}
 
 // The window stays with the process (see the class comment).
 VideoWindowGtk::~VideoWindowGtk() = default;
@@ -302,9 +330,8 @@ bool VideoWindowGtk::available(std::string& why) {
         why = "no desktop main loop runs (no display)";
         return false;
     }
-    GdkDisplay* display = gdk_display_get_default();
-    if (display == nullptr || !GDK_IS_X11_DISPLAY(display)) {
-        why = "the display is not an X11 one (the engine draws video with GLX)";
+    if (gdk_display_get_default() == nullptr) {
+        why = "no display";
         return false;
     }
     return true;
@@ -317,6 +344,9 @@ void VideoWindowGtk::show(const Look& look) {
 
 void VideoWindowGtk::hide() {
     std::shared_ptr<Ui> ui = m_ui;
+    // What was drawn last is not shown again with the next call.
+    ui->videoPicture.sink.clear();
+    ui->pipPicture.sink.clear();
     onMainLoop([ui] {
         if (ui->window != nullptr) gtk_widget_hide(ui->window);
     });
@@ -324,7 +354,8 @@ void VideoWindowGtk::hide() {
 
 bool VideoWindowGtk::dock(const Placement& placement, std::string& why) {
     const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    if (wayland != nullptr && *wayland != '\0') {
+    GdkDisplay* display = gdk_display_get_default();
+    if ((wayland != nullptr && *wayland != '\0') || display == nullptr || !GDK_IS_X11_DISPLAY(display)) {
         why = "a Wayland session gives windows no global coordinates";
         return false;
     }
@@ -336,6 +367,14 @@ bool VideoWindowGtk::dock(const Placement& placement, std::string& why) {
     std::shared_ptr<Ui> ui = m_ui;
     onMainLoop([ui, placement, browser] { ui->dock(placement, browser); });
     return true;
+}
+
+void* VideoWindowGtk::videoTarget() {
+    return &m_ui->videoPicture.sink;
+}
+
+void* VideoWindowGtk::pipTarget() {
+    return &m_ui->pipPicture.sink;
 }
 
 void VideoWindowGtk::undock() {

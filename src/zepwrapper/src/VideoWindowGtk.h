@@ -7,8 +7,8 @@
 namespace tessel {
 namespace zep {
 
-// The external window in GTK 3 on X11 (under Wayland, through XWayland: the
-// engine draws with GLX into X windows). Every GTK call runs on the thread
+// The external window in GTK 3. The engine's frames reach its areas through
+// VideoFrameSinks and are painted by GTK. Every GTK call runs on the thread
 // that runs the desktop's main loop (the host's main thread), queued there
 // from the pumping thread; nothing waits for it. Never destroyed while the
 // process runs, so the engine never draws into a window that is gone.
@@ -24,6 +24,8 @@ public:
     void hide() override;
     bool dock(const Placement& placement, std::string& why) override;
     void undock() override;
+    void* videoTarget() override;
+    void* pipTarget() override;
 
     struct Ui;
 

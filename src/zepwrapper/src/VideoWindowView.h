@@ -44,9 +44,6 @@ public:
     enum class Button { MuteAudio, UnmuteAudio, MuteVideo, UnmuteVideo, End, Resume, VideoDirection, Digit, Hide };
 
     struct Events {
-        // The native ids of the video area and of the picture-in-picture,
-        // once they exist (X11 window ids).
-        std::function<void(unsigned long video, unsigned long pip)> nativeIds;
         // A press; text is the direction or digit where the button has one.
         std::function<void(Button button, const std::string& text)> pressed;
         // The window was closed by the user or the window manager.
@@ -64,6 +61,11 @@ public:
     // us, following it; false (and why) when that cannot be done here.
     virtual bool dock(const Placement& placement, std::string& why) = 0;
     virtual void undock() = 0;
+    // What the engine's renderer draws into, handed to the engine as a
+    // window id: the video area and the picture-in-picture. They exist as
+    // long as the view does, shown or not.
+    virtual void* videoTarget() = 0;
+    virtual void* pipTarget() = 0;
 };
 
 }  // namespace zep

@@ -91,7 +91,8 @@ void wakeMainLoop() {
 }  // namespace
 
 void LinuxMain::init(int* argc, char*** argv) {
-    // X11 first, XWayland under Wayland: the video window is drawn with GLX.
+    // X11 first, XWayland under Wayland: the dialog and the video window are
+    // the same everywhere, as tested on X servers.
     gdk_set_allowed_backends("x11,*");
     g_hasDisplay = gtk_init_check(argc, argv) != FALSE;
     if (g_hasDisplay) {
