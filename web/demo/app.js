@@ -1,5 +1,6 @@
 // The demo softphone page: connects to the host through the extension, signs
-// in, places and handles calls, picks sound devices and sets volumes.
+// in, places and handles calls, picks sound devices and sets volumes, shows a
+// call's video in the host's window and docks that window into the page.
 // state.js holds what is known, view.js draws it, words.js turns codes into
 // sentences; this file talks to the host.
 //
@@ -19,10 +20,19 @@
 //                                                 device's id, "" is "System default"
 //   volume-speaker, volume-microphone, volume-ringer   range inputs 0..100; each shows its
 //                                                 level in volume-ROLE-value ("40%")
+//   video-direction                               select: the video of calls made and
+//                                                 answered (Inactive, SendRecv, SendOnly, RecvOnly)
+//   video-state                                   what the video window shows, in words
+//   video-selfview, video-ontop, video-hide       the window's self view, always on top, hide
+//   dock-target, dock-button                      the box the window docks over; the button
+//                                                 says "Dock here" or "Undock" (data-action
+//                                                 dock or undock)
+// The video controls are there only when the host offers video ("init"), the
+// docking ones only when it offers docking.
 // Each call is an li[data-call-id="N"] with data-call-state (the host's state
 // name) in call-list; its buttons carry data-action, one of answer, divert,
-// end, hold, resume, mute, unmute, transfer, complete-transfer,
-// cancel-transfer, join (with data-join-call-id), and data-testid
+// end, hold, resume, mute, unmute, show-video, hide-video, transfer,
+// complete-transfer, cancel-transfer, join (with data-join-call-id), and data-testid
 // "call-N-ACTION" ("call-N-join-M"). The transfer number is the row's
 // input[data-field="transfer-number"] (id transfer-number-N).
 
@@ -33,16 +43,21 @@ import {
   applyCall,
   can,
   createState,
+  dockGeometry,
+  dockingOffered,
   dtmfTarget,
   isEnded,
   isToneKey,
+  isTrue,
   parseServers,
   partyOf,
   replaceCalls,
   userPart,
+  videoOffered,
+  windowState,
 } from "./state.js";
 import { announceCall, render, showError, showStatus } from "./view.js";
-import { callStateWords, causeWords, deviceErrorWords, errorWords, reasonWords } from "./words.js";
+import { callStateWords, causeWords, deviceErrorWords, errorWords, reasonWords, windowErrorWords } from "./words.js";
 
 const HELLO_TIMEOUT_MS = 3000;
 const FAILED = Symbol("failed");
@@ -81,6 +96,8 @@ async function startSession() {
     }
     showStatus("Asking whether this site may use the softphone; answer the softphone's dialog if one opens.");
     state.auth = await phone.authorize();
+    const init = await phone.init();
+    state.capabilities = (init && init.capabilities) || {};
   } catch (error) {
     // A break has already said why ("hostdisconnected"); anything else says it here.
     if (state.host === "connecting") {
@@ -143,6 +160,12 @@ async function refresh() {
   }
   // In the background: a failure here must not fail the session.
   rereadDevices();
+  askWindowState();
+}
+
+// The window's state comes as an "externalwindowevent".
+function askWindowState() {
+  if (videoOffered(state)) quietly("read the video window's state", () => phone.getExternalWindowState());
 }
 
 async function refreshCalls() {
@@ -195,8 +218,6 @@ function forgetDevices() {
   state.devices = null;
   state.volumes = { speaker: null, microphone: null, ringer: null };
 }
-
-const isTrue = (value) => value === true || value === "true";
 
 async function refreshLine() {
   const [deviceReply, lineReply] = await Promise.all([
@@ -301,6 +322,7 @@ const EVENTS = {
   // The framework started again (the host stops it when no page is left): its list is fresh.
   multimediacapabilitiesstarted() {
     if (state.auth === "UserAuthorized") rereadDevices();
+    askWindowState();
   },
   multimediadevicechange() {
     rereadDevices();
@@ -320,8 +342,21 @@ const EVENTS = {
     // A prompt belonged to the host that went away.
     state.prompt = null;
     wantSignIn = false;
-    // So were its devices and levels; they are read again with the session.
+    // So were its devices and levels, its offer and its window; they are
+    // read again with the session.
     forgetDevices();
+    state.capabilities = null;
+    state.window = null;
+    state.windowAsked = {};
+    follow(false);
+  },
+  externalwindowevent(content) {
+    const first = state.window === null;
+    state.window = windowState(content);
+    // Docked by this page, or found docked when the page (re)loads: this
+    // page moves it. Docked by another page: that one does.
+    if (!state.window.docking) follow(false);
+    else if (first && dockingOffered(state)) follow(true);
   },
   hostconnected() {
     if (!ready) ensureSession().catch((error) => showError(errorWords(error, "reconnect to the softphone")));
@@ -415,7 +450,8 @@ async function onCallSubmit(event) {
     return;
   }
   showStatus("");
-  const reply = await act(`call ${recipient}`, (p) => p.request("originate", { recipient }));
+  const content = videoOffered(state) ? { recipient, videoDirection: $("video-direction").value } : { recipient };
+  const reply = await act(`call ${recipient}`, (p) => p.request("originate", content));
   if (reply !== FAILED) {
     field.value = "";
     const id = reply && reply.callId;
@@ -467,13 +503,23 @@ function onCallListClick(event) {
     return;
   }
   showStatus("");
-  const [name, content] = actionRequest(action, callId, { number, joinCallId });
-  const doing = action === "transfer"
-    ? `transfer call ${callId} to ${number}`
-    : action === "join"
-      ? `join call ${callId} with call ${joinCallId}`
-      : `${button.textContent.toLowerCase()} call ${callId}`;
-  act(doing, (p) => p.request(name, content)).then((result) => {
+  const videoDirection = videoOffered(state) ? $("video-direction").value : "";
+  const [name, content] = actionRequest(action, callId, { number, joinCallId, videoDirection });
+  const doing = {
+    transfer: `transfer call ${callId} to ${number}`,
+    join: `join call ${callId} with call ${joinCallId}`,
+    "show-video": `show the video of call ${callId}`,
+    "hide-video": "hide the video window",
+  }[action] || `${button.textContent.toLowerCase()} call ${callId}`;
+  const words = action === "show-video" || action === "hide-video" ? windowErrorWords : errorWords;
+  act(doing, async (p) => {
+    // The window's title says whose video it is.
+    if (action === "show-video") {
+      const call = state.calls.get(callId);
+      await p.setExternalWindowTitle({ title: `Call ${callId} with ${call ? partyOf(call) : "the other party"}` });
+    }
+    return p.request(name, content);
+  }, words).then((result) => {
     if (result !== FAILED && action === "transfer") input.value = "";
   });
 }
@@ -541,6 +587,85 @@ async function onVolumeSet(event) {
 }
 
 // ---------------------------------------------------------------------------
+// The video window. Its state is what the host says in "externalwindowevent";
+// a checkbox shows the value being sent until then.
+
+async function onWindowCheck(box, key, command, param, words) {
+  const value = box.checked;
+  state.windowAsked[key] = value;
+  await act(words(value), (p) => p[command]({ [param]: value }), windowErrorWords);
+  delete state.windowAsked[key];
+  draw();
+}
+
+// Docking: the host puts its window over the dock target, and is told where
+// the target is whenever the page scrolls, resizes or moves it, at most once
+// a frame.
+const followers = { frame: 0, sent: "", observer: null };
+
+function targetGeometry() {
+  const root = document.documentElement;
+  const view = { width: innerWidth, height: innerHeight, visibleWidth: root.clientWidth, visibleHeight: root.clientHeight };
+  return dockGeometry($("dock-target").getBoundingClientRect(), view, devicePixelRatio || 1);
+}
+
+function sendDockUpdate() {
+  followers.frame = 0;
+  if (!followers.observer || !phone) return;
+  const { area, page } = targetGeometry();
+  const update = { ...area, ...page };
+  const key = JSON.stringify(update);
+  if (key === followers.sent) return;
+  followers.sent = key;
+  // Only a failure is answered; the next move tries again.
+  phone.dockUpdate(update).catch((error) => {
+    followers.sent = "";
+    showError(windowErrorWords(error, "move the docked video window with the page"));
+  });
+}
+
+function scheduleDockUpdate() {
+  if (followers.observer && !followers.frame) followers.frame = requestAnimationFrame(sendDockUpdate);
+}
+
+// Starts or stops following the target. Content above the target changing
+// size moves it without any scroll: the layout is watched too.
+function follow(on) {
+  if (on === Boolean(followers.observer)) return;
+  if (on) {
+    followers.sent = "";
+    followers.observer = new ResizeObserver(scheduleDockUpdate);
+    followers.observer.observe($("dock-target"));
+    followers.observer.observe(document.body);
+    addEventListener("scroll", scheduleDockUpdate, { passive: true });
+    addEventListener("resize", scheduleDockUpdate);
+    // The host knows the page's size only from an update.
+    sendDockUpdate();
+    return;
+  }
+  followers.observer.disconnect();
+  followers.observer = null;
+  removeEventListener("scroll", scheduleDockUpdate);
+  removeEventListener("resize", scheduleDockUpdate);
+  if (followers.frame) cancelAnimationFrame(followers.frame);
+  followers.frame = 0;
+}
+
+async function onDockButton() {
+  showStatus("");
+  if ($("dock-button").dataset.action === "undock") {
+    const done = await act("undock the video window", (p) => p.undockExternalWindow(), windowErrorWords);
+    if (done !== FAILED) follow(false);
+    return;
+  }
+  // Docking names the window too: it keeps the name it has.
+  const title = (state.window && state.window.title) || "Softphone video";
+  const done = await act("dock the video window", (p) => p.dockExternalWindow({ title, ...targetGeometry().area }),
+    windowErrorWords);
+  if (done !== FAILED) follow(true);
+}
+
+// ---------------------------------------------------------------------------
 
 function start() {
   $("signin-form").addEventListener("submit", onSignIn);
@@ -566,6 +691,15 @@ function start() {
   $("device-pickers").addEventListener("change", onDevicePick);
   $("volume-sliders").addEventListener("input", onVolumeInput);
   $("volume-sliders").addEventListener("change", onVolumeSet);
+  $("video-selfview").addEventListener("change", (event) =>
+    onWindowCheck(event.target, "selfViewPip", "setExternalWindowShowSelfViewPip", "showSelfViewPip", (on) =>
+      on ? "show your camera in the video window" : "take your camera out of the video window"));
+  $("video-ontop").addEventListener("change", (event) =>
+    onWindowCheck(event.target, "alwaysOnTop", "setExternalWindowAlwaysOnTop", "alwaysOnTop", (on) =>
+      on ? "keep the video window above other windows" : "let other windows cover the video window"));
+  $("video-hide").addEventListener("click", () =>
+    act("hide the video window", (p) => p.hideExternalWindow(), windowErrorWords));
+  $("dock-button").addEventListener("click", onDockButton);
 
   draw();
   ensureSession().catch((error) => showError(errorWords(error, "start the softphone")));

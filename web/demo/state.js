@@ -18,6 +18,70 @@ export function createState() {
     devices: null, // the library's device list ({ microphones, speakers, ... }) once read
     volumes: { speaker: null, microphone: null, ringer: null }, // 0..100 once read
     choosing: {}, // role -> the device id the user picked, while the host is asked
+    capabilities: null, // what the host offers ("init"): { video, externalWindowDocking, ... }
+    window: null, // the external video window as the host last told it (windowState)
+    windowAsked: {}, // "selfViewPip" / "alwaysOnTop" -> the value being sent
+  };
+}
+
+export const isTrue = (value) => value === true || value === "true";
+
+// The video the host offers this page: nothing until it said so in "init".
+export function videoOffered(state) {
+  return state.host === "connected" && state.auth === "UserAuthorized" &&
+    state.capabilities !== null && isTrue(state.capabilities.video);
+}
+
+export function dockingOffered(state) {
+  return videoOffered(state) && isTrue(state.capabilities.externalWindowDocking);
+}
+
+// An "externalwindowevent" with its flags as booleans, whichever way the host
+// wrote them.
+export function windowState(content) {
+  const c = content && typeof content === "object" ? content : {};
+  return {
+    callId: Number(c.callId) || -1,
+    showing: isTrue(c.showing),
+    docking: isTrue(c.docking),
+    preview: isTrue(c.preview),
+    selfViewPip: isTrue(c.selfViewPip),
+    alwaysOnTop: isTrue(c.alwaysOnTop),
+    title: typeof c.title === "string" ? c.title : "",
+  };
+}
+
+// Where the dock target is, in device pixels, for "dockExternalWindow"
+// (`area`) and "dockUpdate" (`area` and `page`). `rect` is the target's
+// getBoundingClientRect(), `view` the viewport: its size (innerWidth,
+// innerHeight) and the part not under scroll bars (visibleWidth,
+// visibleHeight). The crop is the part of the target inside that visible
+// part, relative to the target; none of it visible is a crop of 0 by 0.
+// Edges are rounded, not sizes, so the crop never sticks out of the target.
+export function dockGeometry(rect, view, dpr = 1) {
+  const px = (value) => Math.round(value * dpr);
+  const left = px(rect.left);
+  const top = px(rect.top);
+  const right = Math.max(left, px(rect.right));
+  const bottom = Math.max(top, px(rect.bottom));
+  const clamp = (value, low, high) => Math.min(Math.max(value, low), high);
+  const seenLeft = clamp(0, left, right);
+  const seenTop = clamp(0, top, bottom);
+  const seenRight = clamp(px(view.visibleWidth), left, right);
+  const seenBottom = clamp(px(view.visibleHeight), top, bottom);
+  const seen = seenRight > seenLeft && seenBottom > seenTop;
+  return {
+    area: {
+      offsetX: left,
+      offsetY: top,
+      width: right - left,
+      height: bottom - top,
+      cropOffsetX: seenLeft - left,
+      cropOffsetY: seenTop - top,
+      cropWidth: seen ? seenRight - seenLeft : 0,
+      cropHeight: seen ? seenBottom - seenTop : 0,
+    },
+    page: { pageWidth: px(view.width), pageHeight: px(view.height) },
   };
 }
 
@@ -126,10 +190,15 @@ export function userPart(address) {
   return at < 0 ? bare : bare.slice(0, at);
 }
 
+// The states in which a call has video to show.
+const VIDEO_STATES = new Set(["Connected", "Hold", "RemHold"]);
+
 // The buttons a call offers, in a fixed order, each straight from one
 // capability of the call object. Transfer takes a number from its own field;
 // join names the other call, so there is one join per other joinable call.
-export function callActions(call, calls) {
+// `videoWindow` is the external window's state when the host offers video:
+// the call can be shown in it, or hidden when it is the one shown.
+export function callActions(call, calls, videoWindow = null) {
   const actions = [];
   const add = (capability, action, label, extra = {}) => {
     if (can(call, capability)) actions.push({ action, label, ...extra });
@@ -141,6 +210,13 @@ export function callActions(call, calls) {
   add("canResume", "resume", "Resume");
   add("canMuteAudio", "mute", "Mute");
   add("canUnmuteAudio", "unmute", "Unmute");
+  if (videoWindow && VIDEO_STATES.has(call.callState)) {
+    if (videoWindow.showing && videoWindow.callId === call.callId) {
+      actions.push({ action: "hide-video", label: "Hide video" });
+    } else {
+      actions.push({ action: "show-video", label: "Show video" });
+    }
+  }
   add("canTransfer", "transfer", "Transfer");
   add("canCompleteTransfer", "complete-transfer", "Complete transfer");
   add("canCancelTransfer", "cancel-transfer", "Cancel transfer");
@@ -159,11 +235,12 @@ export function callActions(call, calls) {
 }
 
 // The host command and content for one action on a call; `number` is the
-// transfer target, `joinCallId` the other call of a join.
-export function actionRequest(action, callId, { number = "", joinCallId = 0 } = {}) {
+// transfer target, `joinCallId` the other call of a join, `videoDirection`
+// the video to answer with ("" leaves it to the host).
+export function actionRequest(action, callId, { number = "", joinCallId = 0, videoDirection = "" } = {}) {
   switch (action) {
     case "answer":
-      return ["answer", { callId }];
+      return ["answer", videoDirection ? { callId, videoDirection } : { callId }];
     case "divert":
       return ["iDivert", { callId }];
     case "end":
@@ -184,6 +261,10 @@ export function actionRequest(action, callId, { number = "", joinCallId = 0 } = 
       return ["cancelTransfer", { callId }];
     case "join":
       return ["joinCalls", { callId, joinCallId }];
+    case "show-video":
+      return ["showCallInExternalWindow", { callId }];
+    case "hide-video":
+      return ["hideExternalWindow", undefined];
     default:
       return null;
   }
@@ -199,4 +280,6 @@ export const COUNTERPART = {
   transfer: "cancel-transfer",
   "complete-transfer": "end",
   "cancel-transfer": "transfer",
+  "show-video": "hide-video",
+  "hide-video": "show-video",
 };

@@ -7,11 +7,13 @@ import {
   VOLUME_ROLES,
   callActions,
   deviceChoices,
+  dockingOffered,
   dtmfTarget,
   partyDetail,
   partyOf,
   ringingCalls,
   sortedCalls,
+  videoOffered,
 } from "./state.js";
 import {
   authWords,
@@ -19,6 +21,8 @@ import {
   connectionWords,
   failureWords,
   lifecycleWords,
+  videoDirectionWords,
+  windowWords,
 } from "./words.js";
 
 const $ = (id) => document.getElementById(id);
@@ -106,6 +110,7 @@ function flagWords(call) {
   if (call.callType) flags.push(call.callType === "Incoming" ? "incoming" : "outgoing");
   if (call.audioMuted === true || call.audioMuted === "true") flags.push("muted");
   if (call.isConference === true || call.isConference === "true") flags.push("in conference");
+  if (call.videoDirection && call.videoDirection !== "Inactive") flags.push(videoDirectionWords(call.videoDirection));
   return flags.join(", ");
 }
 
@@ -139,7 +144,7 @@ function rowFor(list, call) {
   return row;
 }
 
-function fillRow(row, call, calls) {
+function fillRow(row, call, calls, videoWindow) {
   const party = partyOf(call);
   const participant = (Array.isArray(call.participants) && call.participants[0]) || {};
   setText(row.querySelector('[data-field="party"]'), `Call ${call.callId}: ${party}`);
@@ -149,7 +154,7 @@ function fillRow(row, call, calls) {
   row.dataset.callState = call.callState || "";
   row.setAttribute("aria-label", `Call ${call.callId} with ${party}, ${callStateWords(call.callState)}`);
 
-  const actions = callActions(call, calls);
+  const actions = callActions(call, calls, videoWindow);
   const transfer = row.querySelector('[data-field="transfer"]');
   transfer.hidden = !actions.some((entry) => entry.action === "transfer");
   setText(transfer.querySelector("label"), `Transfer call ${call.callId} to`);
@@ -196,7 +201,9 @@ export function renderCalls(state) {
       row.remove();
     }
   }
-  for (const call of calls) fillRow(rowFor(list, call), call, state.calls);
+  // The window's state, for the video buttons, only when the host offers video.
+  const videoWindow = videoOffered(state) ? state.window || { showing: false, callId: -1 } : null;
+  for (const call of calls) fillRow(rowFor(list, call), call, state.calls, videoWindow);
   // New rows go to the end; ids grow, so only a list refilled from the host
   // can be out of order, and only then are rows moved (moving drops focus).
   const order = calls.map((call) => String(call.callId)).join(",");
@@ -238,11 +245,53 @@ export function renderDevices(state) {
   }
 }
 
+function videoWords(state) {
+  if (state.host !== "connected") return "Available once the softphone host answers.";
+  if (state.auth !== "UserAuthorized") return "Available once this site is allowed.";
+  if (state.capabilities === null) return "Asking the softphone what it offers…";
+  if (!videoOffered(state)) return "This softphone does not offer video.";
+  const party = (callId) => (state.calls.has(callId) ? partyOf(state.calls.get(callId)) : "the other party");
+  return windowWords(state.window, party);
+}
+
+// A checkbox shows what the host says, or the value being sent to it.
+function showCheck(state, id, key) {
+  const box = $(id);
+  const asked = state.windowAsked[key];
+  const checked = asked !== undefined ? asked : Boolean(state.window && state.window[key]);
+  if (box.checked !== checked) box.checked = checked;
+  box.disabled = state.window === null;
+}
+
+export function renderVideo(state) {
+  setText($("video-state"), videoWords(state));
+  const offered = videoOffered(state);
+  $("video-direction-row").hidden = !offered;
+  $("video-controls").hidden = !offered;
+  showCheck(state, "video-selfview", "selfViewPip");
+  showCheck(state, "video-ontop", "alwaysOnTop");
+  const hide = $("video-hide");
+  const showing = Boolean(state.window && state.window.showing);
+  // A button that goes away under the keyboard's focus hands it to the heading.
+  if (!showing && document.activeElement === hide) $("video-heading").focus();
+  hide.disabled = !showing;
+
+  $("dock").hidden = !dockingOffered(state);
+  const docked = Boolean(state.window && state.window.docking);
+  const dock = $("dock-button");
+  setText(dock, docked ? "Undock" : "Dock here");
+  dock.dataset.action = docked ? "undock" : "dock";
+  dock.disabled = state.window === null;
+  $("dock-target").dataset.docked = String(docked);
+  setText($("dock-target-words"), docked ? "The video window is docked here." : "The video window docks here.");
+}
+
 export function render(state) {
   renderAccount(state);
   renderDialPad(state);
   renderCalls(state);
   renderDevices(state);
+  renderVideo(state);
 }
 
 // Messages for the user: one line of news, one line for the last error.

@@ -122,3 +122,32 @@ const CALL_STATE_WORDS = {
 export function callStateWords(state) {
   return CALL_STATE_WORDS[state] || state || "Unknown";
 }
+
+const VIDEO_DIRECTION_WORDS = {
+  SendRecv: "video both ways",
+  SendOnly: "sending video only",
+  RecvOnly: "receiving video only",
+  Inactive: "no video",
+};
+
+export function videoDirectionWords(direction) {
+  return VIDEO_DIRECTION_WORDS[direction] || "";
+}
+
+// What the external video window shows now; `party` names a call.
+export function windowWords(window, party) {
+  if (!window) return "Asking the softphone about its video window…";
+  const docked = window.docking ? ", docked in this page" : "";
+  if (!window.showing) return window.docking ? "The video window is hidden; it is docked in this page." : "The video window is hidden.";
+  if (window.preview) return `The video window shows your camera${docked}.`;
+  if (window.callId > 0) return `The video window shows call ${window.callId} with ${party(window.callId)}${docked}.`;
+  return `The video window is open${docked}.`;
+}
+
+// A refused video window command: the host has no window where it runs.
+export function windowErrorWords(error, doing) {
+  if (error && error.code === "eOperationFailed") {
+    return `Could not ${doing}: the softphone cannot use its video window here (it needs an X11 desktop; its log says why).`;
+  }
+  return errorWords(error, doing);
+}
