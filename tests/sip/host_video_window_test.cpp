@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -49,7 +50,10 @@ protected:
         pelatest::HostProcess::Options options;
         options.display = xvfb.display();
         page.reset(new SignedInHost(sip, options));
-        page->setEngineConfig("[video]\nsize=qvga\n");
+        // A tone as microphone, to hear the mute button at the far end.
+        const std::string tone = files.path() + "/tone.wav";
+        ASSERT_TRUE(tessel::test::writeToneWav(tone, 600, 30.0));
+        page->setEngineConfig("[video]\nsize=qvga\n[zep]\nplay_file=" + tone + "\n");
         ASSERT_TRUE(page->start("udp")) << page->why();
         ASSERT_TRUE(page->signIn("alice")) << page->why();
     }
@@ -104,6 +108,7 @@ protected:
         return Xvfb::clickAt(window, w * (2 * n + 1) / (2 * count), h - kRow * rowFromBottom - kRow / 2);
     }
 
+    pelatest::TempDir files;
     Xvfb xvfb;
     KamailioFixture sip;
     std::unique_ptr<SipPeer> bob;
@@ -172,8 +177,16 @@ TEST_F(HostVideoWindowTest, CallShownDrawnControlledAndEndedFromTheWindow) {
     }
     EXPECT_EQ(digits, "12#");
 
-    // Mute: the call is muted as if the page had asked.
+    // Mute: the call is muted as if the page had asked, and the far end
+    // hears silence instead of the tone.
+    const auto bobHears = [&](const std::function<bool(double)>& pred) {
+        double level = 0;
+        for (int i = 0; i < 40 && !pred(level = bob->receivedVolume()); ++i) std::this_thread::sleep_for(150ms);
+        return level;
+    };
+    EXPECT_GT(bobHears([](double dbm0) { return dbm0 > -40; }), -40);
     ASSERT_TRUE(click(0, kControls, 0));
+    EXPECT_LT(bobHears([](double dbm0) { return dbm0 < -60; }), -60);
     std::string muted;
     for (int i = 0; i < 50 && muted != "true"; ++i) {
         std::this_thread::sleep_for(100ms);
