@@ -50,9 +50,11 @@ export async function serveWeb(address) {
   return { server, origin: `http://${address}:${server.address().port}`, close: () => new Promise((r) => server.close(r)) };
 }
 
-// Kamailio and the phone "bob"; commands as pela_sipbed takes them.
-export async function startSipBed({ autoAnswer = false } = {}) {
-  const child = spawn(join(BUILD, "bin/pela_sipbed"), autoAnswer ? ["--auto-answer"] : [], { stdio: ["pipe", "pipe", "inherit"] });
+// Kamailio and the phone "bob"; commands as pela_sipbed takes them. With
+// video the phone sends the engine's moving test pattern.
+export async function startSipBed({ autoAnswer = false, video = false } = {}) {
+  const args = [...(autoAnswer ? ["--auto-answer"] : []), ...(video ? ["--video"] : [])];
+  const child = spawn(join(BUILD, "bin/pela_sipbed"), args, { stdio: ["pipe", "pipe", "inherit"] });
   const lines = createInterface({ input: child.stdout });
   const waiting = [];
   const early = [];
@@ -144,6 +146,83 @@ export async function startPulse(ms = 10000) {
   return { server, pactl, stop };
 }
 
+// A desktop of its own: Xvfb on a free display with openbox managing its
+// windows. `display` is for DISPLAY; `run(command, ...args)` runs an X tool
+// on it and resolves with its output ("" when it failed); `screen()` is what
+// the screen shows now: { width, height, pixel(x, y) -> [r, g, b] }.
+export async function startDesktop({ size = "1280x1024", ms = 10000 } = {}) {
+  const children = [];
+  // Xvfb keeps its screen in a file there, as an XWD image.
+  const fbdir = mkdtempSync(join(tmpdir(), "pela-xvfb-"));
+  const stop = async () => {
+    for (const child of children.reverse()) {
+      if (child.exitCode !== null || child.signalCode !== null) continue;
+      child.kill("SIGTERM");
+      const timer = setTimeout(() => child.kill("SIGKILL"), 5000);
+      await once(child, "exit");
+      clearTimeout(timer);
+    }
+    rmSync(fbdir, { recursive: true, force: true });
+  };
+  const failed = (child, what) =>
+    new Promise((_, reject) => {
+      child.on("error", (error) => reject(new Error(`${what} did not start: ${error.message}`)));
+      child.on("exit", (code) => reject(new Error(`${what} exited (${code}) while starting`)));
+    });
+  try {
+    // Xvfb writes the number of the display it found free to descriptor 3.
+    const xvfb = spawn("Xvfb", ["-displayfd", "3", "-noreset", "-nolisten", "tcp", "-screen", "0", `${size}x24`, "-fbdir", fbdir], { stdio: ["ignore", "ignore", "ignore", "pipe"] });
+    children.push(xvfb);
+    let timer;
+    const number = await Promise.race([
+      new Promise((resolveNumber) => {
+        let text = "";
+        xvfb.stdio[3].on("data", (chunk) => {
+          text += chunk;
+          if (text.includes("\n")) resolveNumber(text.trim());
+        });
+      }),
+      failed(xvfb, "Xvfb"),
+      new Promise((_, reject) => {
+        timer = setTimeout(() => reject(new Error("Xvfb did not give its display in time")), ms);
+      }),
+    ]).finally(() => clearTimeout(timer));
+    xvfb.stdio[3].destroy();
+    const display = ":" + number;
+    const env = { ...process.env, DISPLAY: display };
+    delete env.WAYLAND_DISPLAY;
+    const run = (command, ...args) =>
+      new Promise((resolveRun) =>
+        execFile(command, args, { env, timeout: 5000 }, (error, stdout) => resolveRun(error ? "" : stdout)));
+    const openbox = spawn("openbox", ["--sm-disable"], { env, stdio: "ignore" });
+    children.push(openbox);
+    const started = failed(openbox, "openbox");
+    started.catch(() => {});
+    await Promise.race([
+      started,
+      waitFor(async () => (await run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK")).includes("window id"), ms, "openbox to manage the screen"),
+    ]);
+    return { display, run, screen: () => readXwd(join(fbdir, "Xvfb_screen0")), stop };
+  } catch (error) {
+    await stop();
+    throw error;
+  }
+}
+
+// The XWD image Xvfb keeps its screen in (-fbdir), 32 bits a pixel at depth 24.
+function readXwd(file) {
+  const data = readFileSync(file);
+  const word = (n) => data.readUInt32BE(n * 4);
+  const [headerSize, width, height, byteOrder, bitsPerPixel, bytesPerLine, colours] = [word(0), word(4), word(5), word(7), word(11), word(12), word(19)];
+  if (bitsPerPixel !== 32) throw new Error(`the screen has ${bitsPerPixel} bits a pixel, not 32`);
+  const start = headerSize + colours * 12;
+  const pixel = (x, y) => {
+    const value = byteOrder === 0 ? data.readUInt32LE(start + y * bytesPerLine + x * 4) : data.readUInt32BE(start + y * bytesPerLine + x * 4);
+    return [(value >> 16) & 0xff, (value >> 8) & 0xff, value & 0xff];
+  };
+  return { width, height, pixel };
+}
+
 // A private home for the host with the given sites pre-approved.
 export function hostHome(approvedSites = []) {
   const home = mkdtempSync(join(tmpdir(), "pela-web-"));
@@ -151,6 +230,14 @@ export function hostHome(approvedSites = []) {
   const preferences = Object.fromEntries(approvedSites.map((site) => ["AlwaysAllow_" + site, true]));
   writeFileSync(join(home, "config/com.norva.Tollbridge/preferences.json"), JSON.stringify(preferences), { mode: 0o600 });
   return home;
+}
+
+// The engine's own config file (the framework's state folder), as the host
+// reads it when the framework starts: e.g. "[video]\nsize=qvga\n".
+export function writeEngineConfig(home, text) {
+  const folder = join(home, "state/Marlin Web SDK/zep");
+  mkdirSync(folder, { recursive: true, mode: 0o700 });
+  writeFileSync(join(folder, "linphonerc"), text, { mode: 0o600 });
 }
 
 export function hostLog(home) {
@@ -162,7 +249,9 @@ export function hostLog(home) {
 // as `pelahost --install` would register it for a user.
 // registerAs: the origin the manifest allows, or null for no manifest at all.
 // extraEnv: more for the browser's environment, which the host inherits.
-export async function launchBrowser(home, { headless = true, registerAs = `chrome-extension://${EXTENSION_ID}/`, extraEnv = {} } = {}) {
+// viewport: null makes the page as large as a headed browser's window;
+// extraArgs: more command line switches.
+export async function launchBrowser(home, { headless = true, registerAs = `chrome-extension://${EXTENSION_ID}/`, extraEnv = {}, viewport, extraArgs = [] } = {}) {
   const { chromium } = await import("playwright-core");
   const profile = join(home, "profile");
   mkdirSync(join(profile, "NativeMessagingHosts"), { recursive: true });
@@ -177,7 +266,8 @@ export async function launchBrowser(home, { headless = true, registerAs = `chrom
     executablePath: chromiumPath(),
     headless,
     env,
-    args: [`--disable-extensions-except=${EXTENSION_DIR}`, `--load-extension=${EXTENSION_DIR}`, "--no-first-run", "--disable-gpu", "--disable-features=DnsOverHttps", "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1, EXCLUDE 127.0.0.2"],
+    args: [`--disable-extensions-except=${EXTENSION_DIR}`, `--load-extension=${EXTENSION_DIR}`, "--no-first-run", "--disable-gpu", "--disable-features=DnsOverHttps", "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1, EXCLUDE 127.0.0.2", ...extraArgs],
+    ...(viewport === undefined ? {} : { viewport }),
     timeout: 60000,
   });
   let worker = context.serviceWorkers().find((w) => w.url().includes(EXTENSION_ID));

@@ -1,5 +1,7 @@
 // A SIP world on loopback for the browser tests and the browser demo: a
 // Kamailio registrar and one SIP phone ("bob", pela_sippeer) registered on it.
+// Options: --auto-answer (the phone accepts every call at once), --video (it
+// sends the engine's moving test pattern and accepts video).
 //
 // It prints one JSON line once both are up:
 //   {"registrar":"127.0.0.1:PORT","domain":"sip.test","user":"alice","password":"...","peer":"bob"}
@@ -29,7 +31,17 @@ using tessel::test::SipPeer;
 int main(int argc, char** argv) {
     SipPeer::Options options;
     options.name = "bob";
-    options.autoAnswer = argc > 1 && std::string(argv[1]) == "--auto-answer";
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--auto-answer") {
+            options.autoAnswer = true;
+        } else if (arg == "--video") {
+            options.video = true;
+        } else {
+            std::cerr << "sipbed: unknown option " << arg << " (known: --auto-answer, --video)\n";
+            return 2;
+        }
+    }
     KamailioFixture sip;
     if (!sip.start()) {
         std::cerr << "sipbed: registrar did not start: " << sip.error() << "\n";
