@@ -144,8 +144,7 @@ after(async () => {
 test("a call with video both ways shows in the host's window, with self view and kept on top", { timeout: 60000 }, async () => {
   [hostPid] = await waitFor(() => hostPids(home), 10000, "the host");
   browserPid = readFileSync(`/proc/${hostPid}/stat`, "utf8").split(") ")[1].split(" ")[1];
-  // The host takes the page to be the bottom of the browser's window, full
-  // width; so it is in a maximized Chromium.
+  // Maximized, the page is the bottom of the browser's window, full width.
   viewport = await viewportOrigin(40, 400);
   const chromium = await geometry(await waitFor(() => shownWindow(browserPid), 5000, "Chromium's window"));
   const inner = await page.evaluate(() => [innerWidth, innerHeight]);
@@ -219,7 +218,6 @@ test("docked, the window covers the page's box, shows the far end and follows th
 
 test("with a sliver of the box on the page, the window covers only that sliver", {
   timeout: 20000,
-  todo: "the host keeps a docked window at least 160x90 (the smallest size of its video area): it sticks out of the page",
 }, async () => {
   await scrollTargetTo(-250);
   await windowAt(await targetOnScreen(), "38 px at the top", 3000);
@@ -229,7 +227,6 @@ test("with a sliver of the box on the page, the window covers only that sliver",
 
 test("with none of the box on the page, the window covers nothing", {
   timeout: 20000,
-  todo: "for a crop of 0 by 0 the host places the whole box, over Chromium's toolbars or the page",
 }, async () => {
   const screenHeight = desktop.screen().height;
   for (const top of [-1000, 2000]) {
@@ -245,7 +242,6 @@ test("with none of the box on the page, the window covers nothing", {
 
 test("in a Chromium window that is not maximized, the window still covers the box", {
   timeout: 20000,
-  todo: "the host takes the page to span the browser window's full width down to its bottom edge; here Chromium's own frame leaves 4 px on each side and below",
 }, async () => {
   await scrollTargetTo(300);
   const cdp = await browser.context.newCDPSession(page);
@@ -274,7 +270,6 @@ test("undocked, the window has its frame again and stands on its own", { timeout
 
 test("undocked, the window is no longer transient for the browser's", {
   timeout: 10000,
-  todo: "undocking leaves WM_TRANSIENT_FOR: the host sets it on the GDK window and clears it through GTK, which never knew of it",
 }, async () => {
   const id = await hostWindow();
   await waitFor(async () => (await x("xprop", "-id", id, "WM_TRANSIENT_FOR")).includes("not found"), 3000, "WM_TRANSIENT_FOR to go");

@@ -104,7 +104,11 @@ struct VideoWindowGtk::Ui {
     // window's frame followed through its X events.
     Window browser = 0;
     GdkWindow* browserWindow = nullptr;
+    GdkWindow* formerBrowserWindow = nullptr;
     Placement placement;
+    bool shown = false;   // as the framework wants it
+    bool inView = true;   // docked: some of the page's element is in view
+    bool pipRoom = true;  // the self-view fits in what is shown
 
     GtkWidget* button(GtkWidget* row, const char* label, void (*clicked)(GtkButton*, gpointer)) {
         GtkWidget* b = gtk_button_new_with_label(label);
@@ -230,9 +234,21 @@ struct VideoWindowGtk::Ui {
             return;
         }
         const DockTarget::Rect r = DockTarget::rect({rootX, rootY, attributes.width, attributes.height}, placement);
+        // Scrolled out of view: nothing to show until it comes back.
+        inView = r.width > 0 && r.height > 0;
+        if (!inView) {
+            gtk_widget_hide(window);
+            return;
+        }
+        // A thin strip of the element is no place for the self-view.
+        pipRoom = r.width >= 320 && r.height >= 240;
+        fitPip();
         gtk_window_move(GTK_WINDOW(window), r.x, r.y);
         gtk_window_resize(GTK_WINDOW(window), r.width, r.height);
+        if (shown) gtk_widget_show(window);
     }
+
+    void fitPip() { gtk_widget_set_visible(pip, look.selfViewPip && pipRoom); }
 
     static GdkFilterReturn browserEvent(GdkXEvent* xevent, GdkEvent*, gpointer self) {
         // The browser moved or was resized: the page moved with it.
@@ -254,8 +270,10 @@ struct VideoWindowGtk::Ui {
                 // Above its browser window, and with it, not above everything.
                 gdk_window_set_transient_for(gtk_widget_get_window(window), browserWindow);
             }
-            // The page has its own controls; the window is the video element.
+            // The page has its own controls; the window is the video element,
+            // as small as the part of it in view.
             gtk_window_set_decorated(GTK_WINDOW(window), FALSE);
+            gtk_widget_set_size_request(video, 1, 1);
             gtk_widget_hide(controls);
             gtk_widget_hide(keypad);
         }
@@ -264,14 +282,27 @@ struct VideoWindowGtk::Ui {
 
     void undock() {
         if (browserWindow != nullptr) {
+            // Set on the GDK window, which GTK does not know of and GDK
+            // cannot unset: the property itself goes.
+            GdkWindow* own = window != nullptr ? gtk_widget_get_window(window) : nullptr;
+            if (own != nullptr) {
+                XDeleteProperty(GDK_WINDOW_XDISPLAY(own), GDK_WINDOW_XID(own),
+                                gdk_x11_get_xatom_by_name_for_display(gdk_window_get_display(own), "WM_TRANSIENT_FOR"));
+            }
             gdk_window_remove_filter(browserWindow, &Ui::browserEvent, this);
-            g_object_unref(browserWindow);
+            // GDK still names it as our parent: freed at the next undocking.
+            if (formerBrowserWindow != nullptr) g_object_unref(formerBrowserWindow);
+            formerBrowserWindow = browserWindow;
             browserWindow = nullptr;
         }
         if (browser != 0 && window != nullptr) {
             gtk_window_set_decorated(GTK_WINDOW(window), TRUE);
-            gtk_window_set_transient_for(GTK_WINDOW(window), nullptr);
+            gtk_widget_set_size_request(video, 160, 90);
+            pipRoom = true;
+            fitPip();
             gtk_widget_set_visible(controls, look.controls);
+            if (shown && !inView) gtk_widget_show(window);
+            inView = true;
             gtk_window_resize(GTK_WINDOW(window), 640, 360 + kRowHeight);
         }
         browser = 0;
@@ -284,7 +315,7 @@ struct VideoWindowGtk::Ui {
         gtk_window_set_keep_above(GTK_WINDOW(window), look.alwaysOnTop ? TRUE : FALSE);
         gtk_widget_set_visible(controls, look.controls && browser == 0);
         if (!look.controls || browser != 0) gtk_widget_hide(keypad);
-        gtk_widget_set_visible(pip, look.selfViewPip);
+        fitPip();
         gtk_button_set_label(GTK_BUTTON(mute), look.audioMuted ? "Unmute" : "Mute");
         gtk_button_set_label(GTK_BUTTON(camera), look.videoMuted ? "Camera on" : "Camera off");
         const std::string label = "Video: " + look.videoDirection;
@@ -292,7 +323,8 @@ struct VideoWindowGtk::Ui {
         for (GtkWidget* w : {mute, camera, direction, end}) gtk_widget_set_sensitive(w, look.call);
         gtk_widget_set_sensitive(resume, look.call && look.held);
         gtk_widget_set_sensitive(keypad, look.call);
-        gtk_window_present(GTK_WINDOW(window));
+        shown = true;
+        if (inView) gtk_window_present(GTK_WINDOW(window));
     }
 };
 
@@ -348,6 +380,7 @@ void VideoWindowGtk::hide() {
     ui->videoPicture.sink.clear();
     ui->pipPicture.sink.clear();
     onMainLoop([ui] {
+        ui->shown = false;
         if (ui->window != nullptr) gtk_widget_hide(ui->window);
     });
 }
