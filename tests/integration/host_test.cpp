@@ -55,7 +55,8 @@ TEST_P(HostFraming, SessionCommandsAnswerAnUnauthorizedPage) {
                                                          {"delayedUserAuth", true},
                                                          {"certValidation", true},
                                                          {"videoPluginObject", !chrome},
-                                                         {"externalWindowDocking", chrome},
+                                                         // no display here to dock in
+                                                         {"externalWindowDocking", false},
                                                          {"showingDockingTarget", true},
                                                          {"ringtoneSelection", false},
                                                          {"ringOnAllDevices", false}};

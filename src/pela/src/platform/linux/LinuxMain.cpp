@@ -110,7 +110,7 @@ bool LinuxMain::hasDisplay() {
 
 bool LinuxMain::hasScreenCoordinates() {
     const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    return wayland == nullptr || *wayland == '\0';
+    return g_hasDisplay && (wayland == nullptr || *wayland == '\0');
 }
 
 void LinuxMain::run() {

@@ -12,7 +12,8 @@ public:
     static void init(int* argc, char*** argv);
     static bool hasDisplay();
     // Whether windows have places on one shared screen that another window
-    // can be put over: X11 yes, a Wayland session (even through XWayland) no.
+    // can be put over: X11 yes, a Wayland session (even through XWayland) or
+    // no display at all no.
     static bool hasScreenCoordinates();
     // Runs until quit(); on the main thread.
     static void run();

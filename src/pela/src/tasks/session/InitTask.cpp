@@ -62,7 +62,7 @@ int InitTask::perform(Params& params, std::shared_ptr<Ptree>& spReplyContent) {
     spContent->put("capabilities.delayedUserAuth", JSONHack::getBool(true));
     spContent->put("capabilities.certValidation", JSONHack::getBool(true));
     spContent->put("capabilities.videoPluginObject", JSONHack::getBool(!isRunByChrome));
-    // Docking puts our window over the browser's: not possible in a Wayland session.
+    // Docking puts our window over the browser's: it needs a display, and not a Wayland session.
     spContent->put("capabilities.externalWindowDocking",
                    JSONHack::getBool(isRunByChrome && LinuxMain::hasScreenCoordinates()));
     spContent->put("capabilities.showingDockingTarget", JSONHack::getBool(!isWin32Platform));
