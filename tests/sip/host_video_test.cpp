@@ -28,12 +28,15 @@ struct Received {
     int height = 0;
     int fps = 0;
     std::string direction;
+    std::string reply;  // the peer's whole answer
 };
 
 Received receivedBy(SipPeer& peer) {
     std::string reply;
     Received r;
-    if (!peer.command("video", &reply)) return r;
+    const bool ok = peer.command("video", &reply);
+    r.reply = reply;
+    if (!ok) return r;
     std::istringstream in(reply.substr(std::string("ok video ").size()));
     char x = 0;
     in >> r.width >> x >> r.height >> r.fps >> r.direction;
@@ -119,7 +122,7 @@ TEST_F(HostVideoTest, VideoDirectionOfAnOutgoingCallAndItsChange) {
         std::this_thread::sleep_for(100ms);
         atBob = receivedBy(*bob);
     }
-    EXPECT_TRUE(atBob.direction == "Inactive" || atBob.direction == "off") << atBob.direction;
+    EXPECT_TRUE(atBob.direction == "Inactive" || atBob.direction == "off") << atBob.reply << "\n" << bob->logText();
 }
 
 }  // namespace
