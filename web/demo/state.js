@@ -21,6 +21,55 @@ export function createState() {
     capabilities: null, // what the host offers ("init"): { video, externalWindowDocking, ... }
     window: null, // the external video window as the host last told it (windowState)
     windowAsked: {}, // "selfViewPip" / "alwaysOnTop" -> the value being sent
+    // Sign-in through a provider: the popup's phase (the library's SsoWindow:
+    // "idle", "waiting", "blocked", "open"), whether the host lets the user
+    // cancel, whether it asks to sign in again, the provider session's state.
+    sso: { phase: "idle", canCancel: false, expiryPrompt: false, session: "" },
+  };
+}
+
+// Takes one host event into the sign-on state; false when it is not one of them.
+export function applySsoEvent(state, name, content) {
+  const sso = state.sso;
+  switch (name) {
+    case "cancancelsinglesignonchanged":
+      sso.canCancel = isTrue(content && content.cancancel);
+      return true;
+    case "ssosessionexpirypromptrequired":
+      sso.expiryPrompt = true;
+      return true;
+    case "lifecyclessosessionchanged":
+      sso.session = typeof content === "string" ? content : "";
+      return true;
+    case "loggedin":
+      sso.expiryPrompt = false;
+      sso.canCancel = false;
+      return true;
+    case "lifecyclestatechanged":
+      if (content === "SignedOut" || content === "SignedIn") {
+        sso.expiryPrompt = false;
+        sso.canCancel = false;
+      }
+      return true;
+    default:
+      return false;
+  }
+}
+
+const SSO_WORDS = {
+  waiting: "Asking your provider…",
+  blocked: "Your provider's sign-in window was blocked: continue with your provider.",
+  open: "Sign in in the provider's window.",
+};
+
+// What the account panel offers for a sign-in through a provider.
+export function ssoControls(state) {
+  const sso = state.sso;
+  return {
+    continueShown: sso.phase === "blocked",
+    cancelShown: sso.canCancel,
+    expiryShown: sso.expiryPrompt,
+    words: SSO_WORDS[sso.phase] || "",
   };
 }
 

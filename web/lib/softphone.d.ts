@@ -534,6 +534,12 @@ export declare class Softphone {
     /** Stops listening; pending requests and waits are rejected with code "Closed". */
     close(): void;
 
+    /**
+     * Runs the single sign-on provider's pages in a popup for this page and
+     * answers "ssoNavigationCompleted"; see SsoWindow.
+     */
+    ssoWindow(options?: SsoWindowOptions): SsoWindow;
+
     // Devices and volumes by role ("getMultimediaDevices" and the set/get commands underneath)
     /** The sound devices and cameras; read it again on "multimediadevicechange". */
     devices(options?: RequestOptions): Promise<DeviceList>;
@@ -632,6 +638,67 @@ export declare class Softphone {
     suppressSSOSessionExpiryPrompt(options?: RequestOptions): Promise<void>;
     unsuppressSSOSessionExpiryPrompt(params: { promptIfExpired: boolean }, options?: RequestOptions): Promise<void>;
     handleInvalidCertificate(params: HandleInvalidCertificateParams, options?: RequestOptions): Promise<void>;
+}
+
+/** Result codes of "ssoNavigationCompleted". */
+export declare const SsoResult: {
+    /** The window reached the redirect address. */
+    readonly Completed: 0;
+    /** The user closed the window: the host cancels the sign-in. */
+    readonly Closed: 1;
+    /** The window could not be opened, the address was unusable or the user took too long. */
+    readonly Failed: 2;
+};
+export type SsoResultCode = (typeof SsoResult)[keyof typeof SsoResult];
+
+/**
+ * "idle": no sign-in through a provider; "waiting": the host asked for the
+ * window, or openWindow() opened it blank, and the provider's address has not
+ * come yet; "blocked": the browser refused the popup outside a click, so the
+ * page must call openWindow() from one (pendingUrl is the address); "open":
+ * the window shows the provider's pages and is watched.
+ */
+export type SsoWindowPhaseName = "idle" | "waiting" | "blocked" | "open";
+export declare const SsoWindowPhase: Words<SsoWindowPhaseName>;
+
+export interface SsoWindowOptions {
+    /** The popup's window name (default "pela-sso"). */
+    name?: string;
+    /** window.open features (default "popup,width=520,height=680"). */
+    features?: string;
+    /** How often the window is looked at, in ms (default 200). */
+    pollMs?: number;
+    /** After this many ms at the provider the flow is reported failed (default 600000). */
+    timeoutMs?: number;
+    /** Called on every change of phase. */
+    onChange?: (phase: SsoWindowPhaseName) => void;
+}
+
+/**
+ * Single sign-on in a popup: on "ssonavigateto" it opens (or reuses) the
+ * window at the provider's address and watches it; once the window is back on
+ * the redirect address (the authorization address's redirect_uri, which must
+ * be on this page's origin) and loaded, it sends "ssoNavigationCompleted"
+ * with result 0, the address and the page's HTML, and closes the window. The
+ * user closing the window sends result 1; a window the browser refuses even
+ * from openWindow(), or an unusable address, result 2. "ssoshowwindow"
+ * `{ show: false }` and a break of the way to the host close the window
+ * without a report.
+ */
+export declare class SsoWindow {
+    private constructor();
+    readonly phase: SsoWindowPhaseName;
+    /** The provider's address while the phase is "blocked"; "" otherwise. */
+    readonly pendingUrl: string;
+    /**
+     * Opens the window now; call it from a click. Shows the pending address,
+     * or a blank window the next "ssonavigateto" uses. False when refused.
+     */
+    openWindow(): boolean;
+    /** Closes the window and forgets the flow without telling the host. */
+    close(): void;
+    /** Stops listening to the host and closes the window. */
+    dispose(): void;
 }
 
 /**

@@ -615,6 +615,14 @@ export class Softphone {
         return value;
     }
 
+    /**
+     * Runs the single sign-on provider's pages in a popup for this page: see
+     * SsoWindow. One per page is enough; dispose() it when done.
+     */
+    ssoWindow(options) {
+        return new SsoWindow(internal, this, this.#window, options);
+    }
+
     /** Stops listening; every pending request and wait is rejected with code "Closed". */
     close() {
         if (this.#closed) return;
@@ -627,6 +635,282 @@ export class Softphone {
     // Used by the command methods.
     static [sendCommand](self, name, content, timeoutMs, quietSuccess) {
         return self.#send(name, content, timeoutMs, quietSuccess);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Single sign-on in a popup. The host names the provider's address
+// ("ssonavigateto"); the user signs in there in a window of this page; the
+// provider sends the window back to the redirect address, on this page's
+// origin, and the host is told the final address and page
+// ("ssoNavigationCompleted"). The window is watched by polling: reading its
+// address throws while it is at the provider and works again once it is back
+// on our origin; its `closed` can always be read.
+
+/** Result codes of "ssoNavigationCompleted". */
+export const SsoResult = freeze({ Completed: 0, Closed: 1, Failed: 2 });
+export const SsoWindowPhase = words("idle", "waiting", "blocked", "open");
+
+const SSO_POLL_MS = 200;
+// The user may take a while at the provider, but a forgotten window is given up.
+const SSO_TIMEOUT_MS = 10 * 60 * 1000;
+const SSO_FEATURES = "popup,width=520,height=680";
+
+export class SsoWindow {
+    #phone;
+    #window;
+    #name;
+    #features;
+    #pollMs;
+    #timeoutMs;
+    #onChange;
+    #popup = null;
+    #pending = ""; // the provider's address while no window shows it
+    #target = null; // origin + path of the redirect address, when the address names one
+    #flow = false; // the host asked for the window and has not been answered
+    #timer = 0;
+    #deadline = 0;
+    #disposed = false;
+    #unlisten;
+    phase = SsoWindowPhase.idle;
+
+    constructor(key, phone, win, options) {
+        if (key !== internal) throw new TypeError("use softphone.ssoWindow() to get an SsoWindow");
+        const o = options === undefined || options === null ? {} : options;
+        if (typeof o !== "object") throw argumentError("softphone.ssoWindow: options must be an object");
+        const ms = (value, fallback, what) => {
+            if (value === undefined) return fallback;
+            if (typeof value !== "number" || !(value > 0) || value > MAX_TIMER_MS) throw argumentError(`softphone.ssoWindow: ${what} must be a number of milliseconds`);
+            return value;
+        };
+        if (o.name !== undefined && typeof o.name !== "string") throw argumentError("softphone.ssoWindow: name must be a string");
+        if (o.features !== undefined && typeof o.features !== "string") throw argumentError("softphone.ssoWindow: features must be a string");
+        if (o.onChange !== undefined && typeof o.onChange !== "function") throw argumentError("softphone.ssoWindow: onChange must be a function");
+        this.#phone = phone;
+        this.#window = win;
+        this.#name = o.name || "pela-sso";
+        this.#features = o.features === undefined ? SSO_FEATURES : o.features;
+        this.#pollMs = ms(o.pollMs, SSO_POLL_MS, "pollMs");
+        this.#timeoutMs = ms(o.timeoutMs, SSO_TIMEOUT_MS, "timeoutMs");
+        this.#onChange = o.onChange || null;
+        const show = (content) => this.#show(content);
+        const navigate = (content) => this.#navigate(content);
+        const gone = () => this.#stop();
+        phone.on(EventName.SsoShowWindow, show);
+        phone.on(EventName.SsoNavigateTo, navigate);
+        phone.on(EventName.HostDisconnected, gone);
+        this.#unlisten = () => {
+            phone.off(EventName.SsoShowWindow, show);
+            phone.off(EventName.SsoNavigateTo, navigate);
+            phone.off(EventName.HostDisconnected, gone);
+        };
+    }
+
+    /** The provider's address waiting for openWindow() when the browser blocked the popup; "" otherwise. */
+    get pendingUrl() {
+        return this.#pending;
+    }
+
+    /**
+     * Opens the window now: call it from a click (browsers allow popups only
+     * then). Shows the provider's address when it is known, else a blank
+     * window the next "ssonavigateto" uses. False when the browser refused;
+     * a flow waiting for it is then reported as failed (result 2).
+     */
+    openWindow() {
+        if (this.#disposed) return false;
+        if (this.#popupOpen()) {
+            if (this.#pending) this.#load(this.#pending);
+            this.#focus();
+            return true;
+        }
+        const popup = this.#open(this.#pending || "about:blank");
+        if (!popup) {
+            if (this.#pending) this.#report(SsoResult.Failed, "", "");
+            return false;
+        }
+        this.#popup = popup;
+        if (this.#pending) {
+            this.#pending = "";
+            this.#watch();
+            this.#set(SsoWindowPhase.open);
+        } else {
+            // Blank until the host names the address; closing it is noticed too.
+            this.#watch();
+            this.#set(SsoWindowPhase.waiting);
+        }
+        return true;
+    }
+
+    /** Closes the window, if any, and forgets the flow without telling the host. */
+    close() {
+        this.#stop();
+    }
+
+    /** Stops listening to the host and closes the window. */
+    dispose() {
+        if (this.#disposed) return;
+        this.#stop();
+        this.#disposed = true;
+        this.#unlisten();
+    }
+
+    #set(phase) {
+        if (this.phase === phase) return;
+        this.phase = phase;
+        if (this.#onChange) {
+            try {
+                this.#onChange(phase);
+            } catch (err) {
+                reportListenerError(err);
+            }
+        }
+    }
+
+    #open(url) {
+        try {
+            return this.#window.open(url, this.#name, this.#features) || null;
+        } catch {
+            return null;
+        }
+    }
+
+    #popupOpen() {
+        try {
+            return this.#popup !== null && !this.#popup.closed;
+        } catch {
+            return false;
+        }
+    }
+
+    #focus() {
+        try {
+            this.#popup.focus();
+        } catch {
+            // some browsers refuse focus(); the window is there anyway
+        }
+    }
+
+    #load(url) {
+        this.#pending = "";
+        try {
+            this.#popup.location.href = url;
+        } catch {
+            // a window that cannot be told where to go is opened again under its name
+            this.#popup = this.#open(url) || this.#popup;
+        }
+    }
+
+    #show(content) {
+        if (this.#disposed) return;
+        const show = content !== null && typeof content === "object" ? content.show : content;
+        if (show === true || show === "true") {
+            this.#flow = true;
+            if (this.phase === SsoWindowPhase.idle) this.#set(SsoWindowPhase.waiting);
+        } else {
+            // The host ended the flow (done, cancelled, timed out): nothing to report.
+            this.#stop();
+        }
+    }
+
+    #navigate(content) {
+        if (this.#disposed) return;
+        const url = typeof content === "string" ? content : "";
+        this.#flow = true;
+        let address;
+        try {
+            address = new URL(url);
+        } catch {
+            address = null;
+        }
+        if (!address || (address.protocol !== "https:" && address.protocol !== "http:")) {
+            this.#report(SsoResult.Failed, "", "");
+            return;
+        }
+        this.#target = null;
+        const redirect = address.searchParams.get("redirect_uri");
+        if (redirect) {
+            try {
+                const back = new URL(redirect);
+                this.#target = back.origin + back.pathname;
+            } catch {
+                // the host's business; any return to our origin ends the watch
+            }
+        }
+        this.#deadline = Date.now() + this.#timeoutMs;
+        if (this.#popupOpen()) {
+            this.#load(url);
+            this.#focus();
+        } else {
+            const popup = this.#open(url);
+            if (!popup) {
+                // Blocked outside a user gesture: the page offers a button for openWindow().
+                this.#pending = url;
+                this.#set(SsoWindowPhase.blocked);
+                return;
+            }
+            this.#popup = popup;
+        }
+        this.#watch();
+        this.#set(SsoWindowPhase.open);
+    }
+
+    #watch() {
+        if (!this.#deadline) this.#deadline = Date.now() + this.#timeoutMs;
+        if (!this.#timer) this.#timer = setInterval(() => this.#poll(), this.#pollMs);
+    }
+
+    #poll() {
+        if (!this.#popupOpen()) {
+            // The user closed it: a cancel for a flow under way.
+            this.#popup = null;
+            if (this.#flow && !this.#pending) this.#report(SsoResult.Closed, "", "");
+            else this.#stop();
+            return;
+        }
+        if (Date.now() > this.#deadline) {
+            this.#report(SsoResult.Failed, "", "");
+            return;
+        }
+        if (this.phase !== SsoWindowPhase.open) return;
+        let href;
+        let doc;
+        try {
+            // Throws while the window is on another origin.
+            href = String(this.#popup.location.href);
+            doc = this.#popup.document;
+        } catch {
+            return;
+        }
+        if (href === "about:blank" || (this.#target !== null && !href.startsWith(this.#target))) return;
+        // Back on our origin: wait for the page to be there whole.
+        if (!doc || doc.readyState !== "complete" || !doc.documentElement) return;
+        this.#report(SsoResult.Completed, href, doc.documentElement.outerHTML);
+    }
+
+    #report(result, url, html) {
+        const wasFlow = this.#flow;
+        this.#stop();
+        if (!wasFlow) return;
+        this.#phone.ssoNavigationCompleted({ result, url, document: html }).catch(reportListenerError);
+    }
+
+    #stop() {
+        clearInterval(this.#timer);
+        this.#timer = 0;
+        this.#deadline = 0;
+        this.#flow = false;
+        this.#pending = "";
+        this.#target = null;
+        if (this.#popup) {
+            try {
+                if (!this.#popup.closed) this.#popup.close();
+            } catch {
+                // already gone
+            }
+        }
+        this.#popup = null;
+        this.#set(SsoWindowPhase.idle);
     }
 }
 

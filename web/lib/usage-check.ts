@@ -15,6 +15,9 @@ import {
     type DeviceList,
     type Softphone,
     type SoftphoneError,
+    SsoResult,
+    SsoWindowPhase,
+    type SsoWindow,
 } from "./softphone.js";
 
 async function signIn(phone: Softphone, email: string, password: string): Promise<void> {
@@ -128,4 +131,26 @@ export async function main(): Promise<void> {
     CallState.Idle = "Dialing";
     // @ts-expect-error a Softphone comes from connect()
     new (phone.constructor as typeof import("./softphone.js").Softphone)();
+}
+
+// Sign-in through a provider: the popup from a click when the browser blocked it.
+export function singleSignOn(phone: Softphone, button: HTMLButtonElement): SsoWindow {
+    const sso = phone.ssoWindow({
+        onChange: (phase) => {
+            button.hidden = phase !== SsoWindowPhase.blocked;
+        },
+    });
+    button.addEventListener("click", () => {
+        if (!sso.openWindow()) console.warn("the browser keeps the provider's window closed");
+    });
+    phone.on("cancancelsinglesignonchanged", ({ cancancel }) => console.log(cancancel ? "may cancel" : "may not cancel"));
+    phone.on("ssosessionexpirypromptrequired", () => void phone.restablishSSOSession());
+    const closed: 1 = SsoResult.Closed;
+    console.log(closed, sso.pendingUrl);
+    // @ts-expect-error the phase is one of four words
+    const phase: "closed" = sso.phase;
+    console.log(phase);
+    // @ts-expect-error pollMs is a number of milliseconds
+    phone.ssoWindow({ pollMs: "fast" });
+    return sso;
 }
