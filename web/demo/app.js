@@ -9,6 +9,11 @@
 //   status-message, error-message                 last news, last error in words
 //   signin-registrars (one server per line), signin-email, signin-password,
 //   signin-button (submit), logout-button, forget-button (logout and forget the address)
+//   signin-provisioning                          the provisioning service ("TftpAddressList")
+//   sso-state, sso-continue, sso-cancel           sign-in through a provider: what happens,
+//                                                 "Continue with your provider" (a blocked
+//                                                 popup), Cancel (while the host allows it)
+//   sso-expiry, sso-renew, sso-not-now            the provider session's expiry prompt
 //   signin-prompt, signin-state, connection-status, connection-failure,
 //   signin-device, signin-line                    sign-in progress and the account
 //   number-field, number-clear, call-button       place a call (Enter in the field too)
@@ -41,6 +46,7 @@ import {
   VOLUME_ROLES,
   actionRequest,
   applyCall,
+  applySsoEvent,
   can,
   createState,
   dockGeometry,
@@ -66,6 +72,7 @@ const state = createState();
 const $ = (id) => document.getElementById(id);
 
 let phone = null; // the Softphone once the extension answered
+let sso = null; // its single sign-on window (the provider's pages in a popup)
 let ready = false; // the host answered "init" since the last break
 let starting = null; // the session start under way, shared by everyone waiting
 let wantSignIn = false; // the user pressed "Sign in": answer the host's prompts from the form
@@ -93,6 +100,12 @@ async function startSession() {
     if (!phone) {
       phone = await connect({ timeoutMs: HELLO_TIMEOUT_MS });
       listen(phone);
+      sso = phone.ssoWindow({
+        onChange: (phase) => {
+          state.sso.phase = phase;
+          draw();
+        },
+      });
     }
     showStatus("Asking whether this site may use the softphone; answer the softphone's dialog if one opens.");
     state.auth = await phone.authorize();
@@ -363,13 +376,43 @@ const EVENTS = {
   },
 };
 
+// Single sign-on: the provider's pages are the library's SsoWindow; these are
+// the buttons around it.
+const SSO_EVENTS = ["cancancelsinglesignonchanged", "ssosessionexpirypromptrequired", "lifecyclessosessionchanged", "ssoinvokeresetdata"];
+
 function listen(softphone) {
   for (const [name, handle] of Object.entries(EVENTS)) {
     softphone.on(name, (content) => {
+      applySsoEvent(state, name, content);
       handle(content);
       draw();
     });
   }
+  for (const name of SSO_EVENTS) {
+    softphone.on(name, (content) => {
+      applySsoEvent(state, name, content);
+      // The provider's session says the host's data is stale: forget it.
+      if (name === "ssoinvokeresetdata") quietly("reset the sign-in data", () => softphone.resetData());
+      draw();
+    });
+  }
+}
+
+async function onSsoRenew() {
+  state.sso.expiryPrompt = false;
+  // The provider's window opens from this click's activation when the host needs it.
+  showStatus("Signing in again with your provider…");
+  await act("sign in again with your provider", (p) => p.restablishSSOSession());
+}
+
+async function onSsoNotNow() {
+  state.sso.expiryPrompt = false;
+  await act("put off signing in again", (p) => p.suppressSSOSessionExpiryPrompt());
+}
+
+async function onSsoCancel() {
+  const done = await act("cancel signing in with your provider", (p) => p.cancelSingleSignOn());
+  if (done !== FAILED) showStatus("Signing in with your provider was cancelled.");
 }
 
 // ---------------------------------------------------------------------------
@@ -410,6 +453,14 @@ async function onSignIn(event) {
   event.preventDefault();
   showStatus("");
   wantSignIn = true;
+  const provisioning = parseServers($("signin-provisioning").value);
+  if (provisioning.length) {
+    const set = await act("set the provisioning service", (p) => p.request("setProperty", { TftpAddressList: provisioning }));
+    if (set === FAILED) {
+      wantSignIn = false;
+      return;
+    }
+  }
   const servers = parseServers($("signin-registrars").value);
   if (servers.length) {
     const set = await act("set the server list", (p) => p.request("setProperty", { LoryAddressList: servers }));
@@ -700,6 +751,12 @@ function start() {
   $("video-hide").addEventListener("click", () =>
     act("hide the video window", (p) => p.hideExternalWindow(), windowErrorWords));
   $("dock-button").addEventListener("click", onDockButton);
+  $("sso-continue").addEventListener("click", () => {
+    if (sso && !sso.openWindow()) showError("The browser keeps your provider's window closed: allow pop-ups for this site.");
+  });
+  $("sso-cancel").addEventListener("click", onSsoCancel);
+  $("sso-renew").addEventListener("click", onSsoRenew);
+  $("sso-not-now").addEventListener("click", onSsoNotNow);
 
   draw();
   ensureSession().catch((error) => showError(errorWords(error, "start the softphone")));

@@ -13,6 +13,7 @@ import {
   partyOf,
   ringingCalls,
   sortedCalls,
+  ssoControls,
   videoOffered,
 } from "./state.js";
 import {
@@ -76,6 +77,12 @@ export function renderAccount(state) {
     state.connection === "Connected";
   $("logout-button").disabled = !active;
   $("forget-button").disabled = false;
+
+  const sso = ssoControls(state);
+  setText($("sso-state"), sso.words);
+  $("sso-continue").hidden = !sso.continueShown;
+  $("sso-cancel").hidden = !sso.cancelShown;
+  $("sso-expiry").hidden = !sso.expiryShown;
 }
 
 export function renderDialPad(state) {
