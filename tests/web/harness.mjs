@@ -51,9 +51,11 @@ export async function serveWeb(address) {
 }
 
 // Kamailio and the phone "bob"; commands as pela_sipbed takes them. With
-// video the phone sends the engine's moving test pattern.
-export async function startSipBed({ autoAnswer = false, video = false } = {}) {
-  const args = [...(autoAnswer ? ["--auto-answer"] : []), ...(video ? ["--video"] : [])];
+// video the phone sends the engine's moving test pattern; with ephemeral (a
+// secret) the registrar also takes the short-lived credentials single sign-on
+// provisioning hands out.
+export async function startSipBed({ autoAnswer = false, video = false, ephemeral = "" } = {}) {
+  const args = [...(autoAnswer ? ["--auto-answer"] : []), ...(video ? ["--video"] : []), ...(ephemeral ? ["--ephemeral", ephemeral] : [])];
   const child = spawn(join(BUILD, "bin/pela_sipbed"), args, { stdio: ["pipe", "pipe", "inherit"] });
   const lines = createInterface({ input: child.stdout });
   const waiting = [];
@@ -297,6 +299,42 @@ export function hostPids(home) {
     }
   }
   return pids;
+}
+
+// The single sign-on provider and provisioning service (tests/sso/idp.mjs),
+// its files in a folder of its own; `stop()` ends it and removes them.
+// Resolves with what it printed ({ issuer, provisioning, ca, clientId }) and
+// `spki`, the hash of its server key for Chromium's
+// --ignore-certificate-errors-spki-list.
+export async function startIdp({ domain, registrar, secret, redirects, users = "alice:alice-pw,bob:bob-pw", extra = [] }) {
+  const { X509Certificate, createHash } = await import("node:crypto");
+  const dir = mkdtempSync(join(tmpdir(), "pela-idp-"));
+  const args = [join(ROOT, "tests/sso/idp.mjs"), "--dir", dir, "--domain", domain, "--registrar", registrar, "--secret", secret, "--users", users, ...extra];
+  for (const uri of redirects) args.push("--redirect", uri);
+  const child = spawn(process.execPath, args, { stdio: ["pipe", "pipe", "inherit"] });
+  const stop = async () => {
+    if (child.exitCode === null && child.signalCode === null) {
+      child.stdin.end();
+      const timer = setTimeout(() => child.kill("SIGKILL"), 5000);
+      await once(child, "exit");
+      clearTimeout(timer);
+    }
+    rmSync(dir, { recursive: true, force: true });
+  };
+  try {
+    let timer;
+    const [line] = await Promise.race([
+      once(createInterface({ input: child.stdout }), "line"),
+      once(child, "exit").then(([code]) => { throw new Error(`idp.mjs exited (${code}) while starting`); }),
+      new Promise((_, reject) => { timer = setTimeout(() => reject(new Error("idp.mjs did not start in time")), 20000); }),
+    ]).finally(() => clearTimeout(timer));
+    const info = JSON.parse(line);
+    const key = new X509Certificate(readFileSync(join(dir, "server.pem"))).publicKey.export({ type: "spki", format: "der" });
+    return { ...info, spki: createHash("sha256").update(key).digest("base64"), stop };
+  } catch (error) {
+    await stop();
+    throw error;
+  }
 }
 
 export async function waitFor(check, ms, what) {
