@@ -51,6 +51,19 @@ after(async () => {
 
 const signInState = () => page.getByTestId("signin-state");
 
+// Waits for the sign-in line to read `words`; on failure says what the page shows.
+async function signInReads(words, timeout) {
+  try {
+    await signInState().filter({ hasText: words }).waitFor({ timeout });
+  } catch (error) {
+    const facts = await page.evaluate(() =>
+      ["signin-state", "connection-status", "connection-failure", "status-message", "error-message", "sso-state", "signin-prompt"]
+        .map((id) => `${id}: ${document.getElementById(id).textContent}`).join("; "));
+    throw new Error(`${error.message}\nthe page shows: ${facts}`);
+  }
+}
+const ssoStateEmpty = () => page.waitForFunction(() => document.getElementById("sso-state").textContent === "", null, { timeout: 10000 });
+
 // Starts a sign-in from the page and resolves with the provider's popup: the
 // one the page opened at once, or the one "Continue with your provider"
 // opens when the browser blocked it.
@@ -92,11 +105,11 @@ test("the demo signs in through the provider's pages in a popup and registers", 
   await popup.getByRole("button", { name: "Allow" }).click();
   await closed; // the page closes it once it is back
 
-  await signInState().filter({ hasText: /^Signed in$/ }).waitFor({ timeout: 30000 });
+  await signInReads(/^Signed in$/, 30000);
   await page.getByTestId("connection-status").filter({ hasText: /^Registered$/ }).waitFor({ timeout: 30000 });
   console.log(`# sign-in through the provider: ${Date.now() - started} ms`);
   await page.screenshot({ path: join(ARTIFACTS, "sso-signed-in.png"), fullPage: true });
-  assert.equal(await page.getByTestId("sso-state").textContent(), "");
+  await ssoStateEmpty();
 
   // The host used the code and the provisioning service's credentials.
   const stats = await fetchStats();
@@ -114,7 +127,7 @@ test("the demo signs in through the provider's pages in a popup and registers", 
   await page.locator("#call-list li[data-call-id]").first().waitFor({ state: "detached", timeout: 15000 });
 
   await page.getByTestId("logout-button").click();
-  await signInState().filter({ hasText: /^Signed out$/ }).waitFor({ timeout: 20000 });
+  await signInReads(/^Signed out$/, 20000);
 });
 
 test("closing the provider's window cancels the sign-in: the page is signed out, nothing hangs", { timeout: 120000 }, async () => {
@@ -125,8 +138,8 @@ test("closing the provider's window cancels the sign-in: the page is signed out,
   const before = await fetchStats();
   await popup.close();
 
-  await signInState().filter({ hasText: /^(Signed out|Not signed in)$/ }).waitFor({ timeout: 20000 });
-  await page.getByTestId("sso-state").filter({ hasText: /^$/ }).waitFor({ timeout: 10000 });
+  await signInReads(/^(Signed out|Not signed in)$/, 20000);
+  await ssoStateEmpty();
   assert.equal(await page.getByTestId("sso-continue").isHidden(), true);
   assert.equal(await page.getByTestId("signin-button").isEnabled(), true, "the user can sign in again");
   assert.deepEqual(await fetchStats(), before, "no code was exchanged");
@@ -138,7 +151,7 @@ test("closing the provider's window cancels the sign-in: the page is signed out,
   const closed = again.waitForEvent("close", { timeout: 20000 });
   await again.getByRole("button", { name: "Allow" }).click();
   await closed;
-  await signInState().filter({ hasText: /^Signed in$/ }).waitFor({ timeout: 30000 });
+  await signInReads(/^Signed in$/, 30000);
 });
 
 async function fetchStats() {
