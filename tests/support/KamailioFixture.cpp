@@ -151,6 +151,7 @@ bool KamailioFixture::start(std::chrono::milliseconds timeout) {
         replaceAll(text, "@SIP_PORT@", std::to_string(m_port));
         replaceAll(text, "@DOMAIN@", m_domain);
         replaceAll(text, "@USERS_FILE@", dir + "/users.cfg");
+        replaceAll(text, "@EPHEMERAL_SECRET@", m_ephemeralSecret);
         std::ofstream(dir + "/kamailio.cfg", std::ios::trunc) << text;
         if (launch(timeout)) return true;
     }
@@ -172,9 +173,14 @@ bool KamailioFixture::launch(std::chrono::milliseconds timeout) {
     // tests start many of these. Its own process group, so its workers can be
     // ended with it.
     if (logFd >= 0 && nullFd >= 0) {
-        m_pid = pelatest::spawn({kBinary, "-DD", "-E", "-f", dir + "/kamailio.cfg", "-P", dir + "/kamailio.pid", "-w",
-                                 dir, "-Y", dir, "-m", "32", "-M", "4"},
-                                pelatest::childEnv({}, {}), nullFd, logFd, logFd, true);
+        std::vector<std::string> args = {
+            kBinary, "-DD", "-E", "-f", dir + "/kamailio.cfg", "-P", dir + "/kamailio.pid", "-w", dir, "-Y", dir,
+            "-m",    "32",  "-M", "4"};
+        if (!m_ephemeralSecret.empty()) {
+            args.push_back("-A");
+            args.push_back("WITH_EPHEMERAL");
+        }
+        m_pid = pelatest::spawn(args, pelatest::childEnv({}, {}), nullFd, logFd, logFd, true);
     }
     if (logFd >= 0) close(logFd);
     if (nullFd >= 0) close(nullFd);

@@ -27,6 +27,11 @@ public:
     KamailioFixture(const KamailioFixture&) = delete;
     KamailioFixture& operator=(const KamailioFixture&) = delete;
 
+    // Before start(): users without a password here may register with
+    // short-lived credentials ("EXPIRY:USER", base64 HMAC-SHA1 under the
+    // secret), as a provisioning service hands them out.
+    void useEphemeralCredentials(const std::string& secret) { m_ephemeralSecret = secret; }
+
     // Picks a free port, writes the configuration into a private folder and
     // runs Kamailio until it answers an OPTIONS ping over UDP and accepts TCP
     // connections. false (see error()) when it cannot run or is not ready in time.
@@ -60,6 +65,7 @@ private:
     std::string m_domain = "sip.test";
     int m_port = 0;
     std::map<std::string, std::string> m_users;
+    std::string m_ephemeralSecret;
     pid_t m_pid = -1;
     std::string m_error;
 };

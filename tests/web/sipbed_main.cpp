@@ -1,7 +1,9 @@
 // A SIP world on loopback for the browser tests and the browser demo: a
 // Kamailio registrar and one SIP phone ("bob", pela_sippeer) registered on it.
 // Options: --auto-answer (the phone accepts every call at once), --video (it
-// sends the engine's moving test pattern and accepts video).
+// sends the engine's moving test pattern and accepts video), --ephemeral SECRET
+// (the registrar also takes short-lived credentials made with that secret, as
+// the single sign-on provisioning service hands them out).
 //
 // It prints one JSON line once both are up:
 //   {"registrar":"127.0.0.1:PORT","domain":"sip.test","user":"alice","password":"...","peer":"bob"}
@@ -31,18 +33,22 @@ using tessel::test::SipPeer;
 int main(int argc, char** argv) {
     SipPeer::Options options;
     options.name = "bob";
+    std::string ephemeralSecret;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--auto-answer") {
             options.autoAnswer = true;
         } else if (arg == "--video") {
             options.video = true;
+        } else if (arg == "--ephemeral" && i + 1 < argc && argv[i + 1][0] != '\0') {
+            ephemeralSecret = argv[++i];
         } else {
-            std::cerr << "sipbed: unknown option " << arg << " (known: --auto-answer, --video)\n";
+            std::cerr << "sipbed: unknown option " << arg << " (known: --auto-answer, --video, --ephemeral SECRET)\n";
             return 2;
         }
     }
     KamailioFixture sip;
+    if (!ephemeralSecret.empty()) sip.useEphemeralCredentials(ephemeralSecret);
     if (!sip.start()) {
         std::cerr << "sipbed: registrar did not start: " << sip.error() << "\n";
         return 1;
