@@ -40,8 +40,9 @@ std::string SignedInHost::field(const ptree& message, const std::string& key) {
 }
 
 bool SignedInHost::start(const std::string& transport) {
-    pelatest::writePreferences(m_config.path(), std::string("{\"AlwaysAllow_") + kSite + "\": true}");
-    m_options.configHome = m_config.path();
+    // An earlier host's config folder is kept (its keys), else a private one.
+    if (m_options.configHome.empty()) m_options.configHome = m_config.path();
+    pelatest::writePreferences(m_options.configHome, std::string("{\"AlwaysAllow_") + kSite + "\": true}");
     m_spHost = std::make_unique<pelatest::HostProcess>(m_options);
     if (!m_engineConfig.empty()) {
         // The framework's state folder under the host's XDG_STATE_HOME; the engine reads it at start.
@@ -143,7 +144,7 @@ size_t SignedInHost::waitForEventFrom(const std::string& name, size_t from,
             const ptree m = pelatest::parseJson(m_seen[i]);
             if (!pelatest::isEvent(m, name)) continue;
             const ptree found = m.get_child("norvaChannelMessage.norvaSDKServerMessage.content", ptree());
-            if (!pred(found)) continue;
+            if (pred && !pred(found)) continue;
             if (content != nullptr) *content = found;
             return i;
         }

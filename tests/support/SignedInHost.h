@@ -56,7 +56,7 @@ public:
     bool waitForEvent(const std::string& name, std::chrono::milliseconds timeout,
                       boost::property_tree::ptree* event = nullptr);
     // The first event of that name among seen()[from...] whose content pred
-    // accepts (events read meanwhile by call() count too), reading on until
+    // accepts (any, when pred is empty; events read meanwhile by call() count too), reading on until
     // one comes or time runs out. Its index in seen(), or npos; its content
     // goes to *content.
     size_t waitForEventFrom(const std::string& name, size_t from,

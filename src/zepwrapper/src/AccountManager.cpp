@@ -75,7 +75,13 @@ struct AccountManager::EngineCallbacks {
     }
 };
 
-AccountManager::AccountManager(FrameworkContext context) : m_context(context), m_status(kStatusDisconnected) {}
+AccountManager::AccountManager(FrameworkContext context, Provisioning& provisioning, SingleSignOn& sso)
+    : m_context(context), m_provisioning(provisioning), m_sso(sso), m_status(kStatusDisconnected) {
+    SingleSignOn::Handlers handlers;
+    handlers.credentials = [this](const Provisioning::SipCredentials& c) { onProviderCredentials(c); };
+    handlers.ended = [this](const std::string& why) { onProviderSignInEnded(why); };
+    m_sso.setHandlers(handlers);
+}
 
 AccountManager::~AccountManager() {
     onEngineStopping();
@@ -109,7 +115,11 @@ void AccountManager::onEngineStopping() {
     }
     m_backoff.reset();
     m_retryCheckPosted = false;
-    if (m_stage == Stage::Registering || m_stage == Stage::SignedIn) m_stage = Stage::Idle;
+    m_provisioning.cancel();
+    m_sso.reset(false);
+    if (m_stage != Stage::Idle && m_stage != Stage::NeedAddress && m_stage != Stage::NeedCredentials) {
+        m_stage = Stage::Idle;
+    }
     m_status = kStatusDisconnected;
 }
 
@@ -127,6 +137,7 @@ void AccountManager::setLoryAddressList(const std::vector<std::string>& addresse
         servers.push_back(server);
     }
     m_servers = servers;
+    m_pageServers = servers;
     m_serverIndex = 0;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "setLoryAddressList: [" << m_servers.size() << "] servers");
 }
@@ -134,6 +145,7 @@ void AccountManager::setLoryAddressList(const std::vector<std::string>& addresse
 void AccountManager::setTftpAddressList(const std::vector<std::string>& addresses) {
     m_tftp = addresses;
     for (const std::string& a : addresses) ZEP_LOG(OZKLogLevelInfo, kSrc, "TFTP address [" << a << "]");
+    m_provisioning.setServers(addresses);
 }
 
 void AccountManager::setCtiAddressList(const std::vector<std::string>& addresses) {
@@ -145,7 +157,8 @@ void AccountManager::setCtiAddressList(const std::vector<std::string>& addresses
 
 int AccountManager::startSignIn(bool manualSettings) {
     if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
-    if (m_stage == Stage::Registering || m_stage == Stage::SignedIn) {
+    if (m_stage == Stage::Registering || m_stage == Stage::SignedIn || m_stage == Stage::Provisioning ||
+        m_stage == Stage::SingleSignOn) {
         ZEP_LOG(OZKLogLevelInfo, kSrc, "startSignIn: already signed in or signing in");
         return ApiReturnCodeEnum::eInvalidState;
     }
@@ -154,13 +167,17 @@ int AccountManager::startSignIn(bool manualSettings) {
     if (m_email.empty()) {
         askForAddress(std::string());
     } else {
-        askForCredentials(std::string());
+        beginWithAddress();
     }
     return ApiReturnCodeEnum::eNoError;
 }
 
 int AccountManager::setUserProfileEmailAddress(const std::string& email) {
     if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    if (m_stage == Stage::Provisioning || m_stage == Stage::SingleSignOn) {
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileEmailAddress: a sign-in is under way");
+        return ApiReturnCodeEnum::eInvalidState;
+    }
     std::string user;
     std::string domain;
     if (!splitAddress(email, user, domain)) {
@@ -172,8 +189,104 @@ int AccountManager::setUserProfileEmailAddress(const std::string& email) {
     m_user = user;
     m_domain = domain;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "setUserProfileEmailAddress [" << email << "]");
-    askForCredentials(std::string());
+    beginWithAddress();
     return ApiReturnCodeEnum::eNoError;
+}
+
+void AccountManager::beginWithAddress() {
+    if (!m_provisioning.configured() || m_manualSettings) {
+        askForCredentials(std::string());
+        return;
+    }
+    // The domain's provisioning says how it signs in and where it registers.
+    m_stage = Stage::Provisioning;
+    m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                        [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSigningIn); });
+    m_provisioning.domainSettings(
+        m_domain, [this](bool ok, const Provisioning::DomainSettings& settings, const std::string& error) {
+            onDomainSettings(ok, settings, error);
+        });
+}
+
+void AccountManager::onDomainSettings(bool ok, const Provisioning::DomainSettings& settings, const std::string& error) {
+    if (m_stage != Stage::Provisioning) return;
+    if (!ok) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "provisioning for [" << m_domain << "] failed: " << error);
+        m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                            [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
+        askForAddress("Provisioning failed: " + error);
+        return;
+    }
+    std::vector<ServerAddress> servers;
+    for (const std::string& text : settings.registrars) {
+        ServerAddress server;
+        std::string why;
+        if (ServerAddress::parse(text, server, why)) {
+            servers.push_back(server);
+        } else {
+            ZEP_LOG(OZKLogLevelWarning, kSrc, "provisioned registrar ignored [" << text << "]: " << why);
+        }
+    }
+    m_servers = servers.empty() ? m_pageServers : servers;
+    m_serverIndex = 0;
+    ZEP_LOG(
+        OZKLogLevelInfo, kSrc,
+        "domain [" << m_domain << "] signs in with [" << settings.signIn << "], [" << m_servers.size() << "] servers");
+    if (settings.signIn != "oidc") {
+        askForCredentials(std::string());
+        return;
+    }
+    m_stage = Stage::SingleSignOn;
+    m_sso.begin(m_email, settings);
+}
+
+void AccountManager::onProviderCredentials(const Provisioning::SipCredentials& credentials) {
+    LinphoneCore* core = m_context.engine.core();
+    if (core == nullptr) return;
+    if (m_stage == Stage::SignedIn || m_stage == Stage::Registering) {
+        // Renewed: the registrar hears the new ones with the next REGISTER, sent now.
+        setAuthInfo(credentials.username, credentials.password, credentials.domain);
+        m_authUser = credentials.username;
+        if (m_pAccount != nullptr) linphone_account_refresh_register(m_pAccount);
+        return;
+    }
+    if (m_stage != Stage::SingleSignOn) return;
+    // The provider's user is the line, whatever address was typed.
+    m_user = credentials.user;
+    m_domain = credentials.domain;
+    m_authUser = credentials.username;
+    setAuthInfo(credentials.username, credentials.password, credentials.domain);
+    m_backoff.reset();
+    std::string error;
+    if (!registerAccount(error)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "sign-in through the provider: " << error);
+        m_stage = Stage::Idle;
+        m_sso.reset(false);
+        askForAddress(error);
+        return;
+    }
+    m_stage = Stage::Registering;
+}
+
+void AccountManager::onProviderSignInEnded(const std::string& why) {
+    if (m_stage != Stage::SingleSignOn) return;
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "not signed in: " << why);
+    m_stage = Stage::Idle;
+    m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                        [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
+}
+
+void AccountManager::setAuthInfo(const std::string& userId, const std::string& password, const std::string& realm) {
+    LinphoneCore* core = m_context.engine.core();
+    linphone_core_clear_all_auth_info(core);
+    // With the realm given up front the engine stores only the digest hash.
+    // It finds credentials by the identity's user; the digest carries the
+    // user id, which may differ ("EXPIRY:USER").
+    LinphoneAuthInfo* info =
+        linphone_factory_create_auth_info_2(linphone_factory_get(), m_user.c_str(), userId.c_str(), password.c_str(),
+                                            nullptr, realm.c_str(), realm.c_str(), nullptr);
+    linphone_core_add_auth_info(core, info);
+    linphone_auth_info_unref(info);
 }
 
 int AccountManager::setUserProfileCredentials(unsigned authenticator, const std::string& username,
@@ -193,14 +306,7 @@ int AccountManager::setUserProfileCredentials(unsigned authenticator, const std:
         return ApiReturnCodeEnum::eNoError;
     }
     m_authUser = username.empty() ? m_user : username;
-    LinphoneCore* core = m_context.engine.core();
-    linphone_core_clear_all_auth_info(core);
-    // With the realm given up front the engine stores only the digest hash.
-    LinphoneAuthInfo* info =
-        linphone_factory_create_auth_info_2(linphone_factory_get(), m_authUser.c_str(), nullptr, password.c_str(),
-                                            nullptr, m_domain.c_str(), m_domain.c_str(), nullptr);
-    linphone_core_add_auth_info(core, info);
-    linphone_auth_info_unref(info);
+    setAuthInfo(m_authUser, password, m_domain);
     m_serverIndex = 0;
     m_backoff.reset();
     std::string error;
@@ -307,6 +413,27 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
         return;
     }
     if (state != LinphoneRegistrationFailed) return;
+    if (isAuthFailure(code) && m_sso.inUse()) {
+        // Short-lived credentials run out or were refused: new ones from the provider's session.
+        m_context.queue.post([this, code] {
+            if (m_sso.credentialsRefused()) return;
+            const std::string cause = "The registrar refused the provider's credentials (" + std::to_string(code) + ")";
+            dropAccount();
+            linphone_core_clear_all_auth_info(m_context.engine.core());
+            setStatus(kStatusDisconnected);
+            m_stage = Stage::Idle;
+            m_sso.reset(false);
+            m_context.deliver<ZepLoginObserver>("onAuthenticationStatusChanged", [](ZepLoginObserver& o) {
+                o.onAuthenticationStatusChanged(kAuthNotAuthenticated, kResultInvalidCredentials);
+            });
+            m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                                [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
+            auto errors = errorList(cause);
+            m_context.deliver<ZepLoginObserver>("onSSOSignInRequired",
+                                                [&](ZepLoginObserver& o) { o.onSSOSignInRequired(errors); });
+        });
+        return;
+    }
     if (isAuthFailure(code)) {
         // Wrong credentials: stop here (no retries) and ask again.
         const std::string cause = "Authentication failed: wrong user name or password (" + std::to_string(code) + ")";
@@ -462,6 +589,9 @@ int AccountManager::getAvailableDevices(PhoneList& devices) {
 int AccountManager::logout() {
     if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "logout");
+    m_provisioning.cancel();
+    // Signing out ends the provider session too; the next sign-in starts over.
+    m_sso.reset(true);
     dropAccount();
     linphone_core_clear_all_auth_info(m_context.engine.core());
     m_backoff.reset();
@@ -474,6 +604,9 @@ int AccountManager::logout() {
 
 int AccountManager::resetData() {
     ZEP_LOG(OZKLogLevelInfo, kSrc, "resetData");
+    // Tokens, the kept provider session and credentials go with the address.
+    m_provisioning.cancel();
+    m_sso.reset(true);
     if (m_context.engine.core() != nullptr) {
         logout();
         linphone_core_clear_accounts(m_context.engine.core());

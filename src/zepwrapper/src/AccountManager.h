@@ -8,8 +8,10 @@
 #include <zepwrapper/ZepPhoneInfo.h>
 
 #include "FrameworkContext.h"
+#include "Provisioning.h"
 #include "RetryBackoff.h"
 #include "ServerAddress.h"
+#include "SingleSignOn.h"
 
 typedef struct _LinphoneAccount LinphoneAccount;
 typedef struct _LinphoneCore LinphoneCore;
@@ -25,7 +27,7 @@ class AccountManager {
 public:
     typedef std::shared_ptr<std::vector<std::shared_ptr<ZepPhoneInfo>>> PhoneList;
 
-    explicit AccountManager(FrameworkContext context);
+    AccountManager(FrameworkContext context, Provisioning& provisioning, SingleSignOn& sso);
     ~AccountManager();
     AccountManager(const AccountManager&) = delete;
     AccountManager& operator=(const AccountManager&) = delete;
@@ -68,13 +70,20 @@ public:
     static const char* const kDeviceModel;
 
 private:
-    enum class Stage { Idle, NeedAddress, NeedCredentials, Registering, SignedIn };
+    // Provisioning: asking how the address's domain signs in; SingleSignOn:
+    // at the domain's identity provider.
+    enum class Stage { Idle, NeedAddress, Provisioning, SingleSignOn, NeedCredentials, Registering, SignedIn };
 
     // The engine's C callbacks, defined next to the implementation.
     struct EngineCallbacks;
     friend struct EngineCallbacks;
     void handleRegistration(LinphoneAccount* account, int state);
 
+    void beginWithAddress();
+    void onDomainSettings(bool ok, const Provisioning::DomainSettings& settings, const std::string& error);
+    void onProviderCredentials(const Provisioning::SipCredentials& credentials);
+    void onProviderSignInEnded(const std::string& why);
+    void setAuthInfo(const std::string& userId, const std::string& password, const std::string& realm);
     void askForAddress(const std::string& error);
     void askForCredentials(const std::string& error);
     bool registerAccount(std::string& error);
@@ -87,6 +96,8 @@ private:
     std::shared_ptr<ZepPhoneInfo> device() const;
 
     FrameworkContext m_context;
+    Provisioning& m_provisioning;
+    SingleSignOn& m_sso;
     LinphoneCoreCbs* m_pCbs = nullptr;
     LinphoneAccount* m_pAccount = nullptr;
     Stage m_stage = Stage::Idle;
@@ -94,6 +105,8 @@ private:
     bool m_manualSettings = false;
     std::vector<ServerAddress> m_servers;
     std::vector<std::string> m_tftp;
+    // The page's registrar list; a domain's provisioning may name others.
+    std::vector<ServerAddress> m_pageServers;
     std::vector<std::string> m_cti;
     size_t m_serverIndex = 0;
     std::string m_email;

@@ -54,6 +54,7 @@ void ZepWrapperImpl::start() {
         return;
     }
     m_started = true;
+    m_sso.setStateFolder(folder);
     // Without a sound server calls run on files and nothing rings; the log says so.
     m_sound.connect([this] { m_queue.post([this] { onSoundDevicesChanged(); }); });
     m_calls.setRingingListener([this](bool in, bool out) { m_ringer.update(in, out); });
@@ -80,6 +81,7 @@ void ZepWrapperImpl::stop() {
     m_started = false;
     notifyStopped();
     m_account.onEngineStopping();
+    m_http.cancelAll();
     m_ringer.stop();
     m_sound.disconnect();
     m_engine.stop();
@@ -98,6 +100,8 @@ void ZepWrapperImpl::pumpNextDispatcherTask() {
     m_engine.iterate();
     m_queue.runPending();
     m_devices.pump();
+    m_http.pump();
+    m_sso.pump();
 }
 
 void ZepWrapperImpl::onSoundDevicesChanged() {
@@ -312,28 +316,32 @@ int ZepWrapperImpl::getMultimediaDevices(std::vector<std::shared_ptr<ZepMultimed
 
 // --- Not served: single sign-on ---------------------------------------------
 
-int ZepWrapperImpl::ssoNavigationCompleted(int64_t, const std::string&, const std::string&) {
-    return notSupported("ssoNavigationCompleted");
+int ZepWrapperImpl::ssoNavigationCompleted(int64_t result, const std::string& url, const std::string& document) {
+    if (!m_started) return ApiReturnCodeEnum::eInvalidState;
+    return m_sso.navigationCompleted(result, url, document);
 }
 
 int ZepWrapperImpl::restablishSSOSession() {
-    return notSupported("restablishSSOSession");
+    if (!m_started) return ApiReturnCodeEnum::eInvalidState;
+    return m_sso.restablish();
 }
 
-int ZepWrapperImpl::getSSOSessionTimeRemaining(int64_t&) {
-    return notSupported("getSSOSessionTimeRemaining");
+int ZepWrapperImpl::getSSOSessionTimeRemaining(int64_t& time) {
+    if (!m_started) return ApiReturnCodeEnum::eInvalidState;
+    return m_sso.timeRemaining(time);
 }
 
 int ZepWrapperImpl::cancelSingleSignOn() {
-    return notSupported("cancelSingleSignOn");
+    if (!m_started) return ApiReturnCodeEnum::eInvalidState;
+    return m_sso.cancel();
 }
 
 int ZepWrapperImpl::suppressSSOSessionExpiryPrompt() {
-    return notSupported("suppressSSOSessionExpiryPrompt");
+    return m_sso.suppressPrompt();
 }
 
-int ZepWrapperImpl::unsuppressSSOSessionExpiryPrompt(bool) {
-    return notSupported("unsuppressSSOSessionExpiryPrompt");
+int ZepWrapperImpl::unsuppressSSOSessionExpiryPrompt(bool promptIfExpired) {
+    return m_sso.unsuppressPrompt(promptIfExpired);
 }
 
 // --- Not served yet: video windows ------------------------------------------

@@ -13,9 +13,12 @@
 #include "DispatchQueue.h"
 #include "ExternalWindow.h"
 #include "FrameworkContext.h"
+#include "HttpClient.h"
 #include "LinphoneEngine.h"
 #include "ObserverRegistry.h"
+#include "Provisioning.h"
 #include "Ringer.h"
+#include "SingleSignOn.h"
 #include "SoundServer.h"
 
 namespace tessel {
@@ -120,7 +123,10 @@ private:
     DispatchQueue m_queue;
     LinphoneEngine m_engine;
     FrameworkContext m_context{m_engine, m_observers, m_queue};
-    AccountManager m_account{m_context};
+    HttpClient m_http;
+    Provisioning m_provisioning{m_http};
+    SingleSignOn m_sso{m_context, m_http, m_provisioning};
+    AccountManager m_account{m_context, m_provisioning, m_sso};
     CallManager m_calls{m_context, m_account};
     SoundServer m_sound;
     DeviceManager m_devices{m_context, m_sound};

@@ -88,10 +88,11 @@ bool readLine(FILE* input, std::string& line) {
     }
 }
 
-// Packets that may carry passwords never reach the log.
+// Packets that may carry passwords, or a sign-in's one-time code, never reach the log.
 bool mustHide(const std::string& message) {
     return message.find("encryptPboxPassword") != std::string::npos || message.find("configure") != std::string::npos ||
-           message.find("setUserProfileCredentials") != std::string::npos;
+           message.find("setUserProfileCredentials") != std::string::npos ||
+           message.find("ssoNavigationCompleted") != std::string::npos;
 }
 
 bool readerIsBigEndian(ILog* log) {

@@ -46,6 +46,12 @@
 #include "tasks/signin/SetUserProfileCredentialsTask.h"
 #include "tasks/signin/SetUserProfileEmailAddressTask.h"
 #include "tasks/signin/StartSignInTask.h"
+#include "tasks/sso/CancelSingleSignOnTask.h"
+#include "tasks/sso/GetSSOSessionTimeRemainingTask.h"
+#include "tasks/sso/RestablishSSOSessionTask.h"
+#include "tasks/sso/SsoNavigationCompletedTask.h"
+#include "tasks/sso/SuppressSSOSessionExpiryPromptTask.h"
+#include "tasks/sso/UnsuppressSSOSessionExpiryPromptTask.h"
 #include "tasks/window/AddPreviewWindowTask.h"
 #include "tasks/window/AddWindowToCallTask.h"
 #include "tasks/window/DockExternalWindowTask.h"
@@ -144,13 +150,13 @@ const Command kCommands[] = {
     {"startSignIn", kAuthorized, &make<StartSignInTask>},
     {"setUserProfileEmailAddress", kAuthorized, &make<SetUserProfileEmailAddressTask>},
     {"setUserProfileCredentials", kAuthorized, &make<SetUserProfileCredentialsTask>},
-    {"ssoNavigationCompleted", kAuthorized, nullptr, "SsoNavigationCompletedTask"},
-    {"cancelSingleSignOn", kAuthorized, nullptr, "CancelSingleSignOnTask"},
-    {"getSSOSessionTimeRemaining", kAuthorized, nullptr, "GetSSOSessionTimeRemainingTask"},
+    {"ssoNavigationCompleted", kAuthorized, &make<SsoNavigationCompletedTask>},
+    {"cancelSingleSignOn", kAuthorized, &make<CancelSingleSignOnTask>},
+    {"getSSOSessionTimeRemaining", kAuthorized, &make<GetSSOSessionTimeRemainingTask>},
     {"resetData", kAuthorized, &make<ResetDataTask>},
-    {"restablishSSOSession", kAuthorized, nullptr, "RestablishSSOSessionTask"},
-    {"suppressSSOSessionExpiryPrompt", kAuthorized, nullptr, "SuppressSSOSessionExpiryPromptTask"},
-    {"unsuppressSSOSessionExpiryPrompt", kAuthorized, nullptr, "UnsuppressSSOSessionExpiryPromptTask"},
+    {"restablishSSOSession", kAuthorized, &make<RestablishSSOSessionTask>},
+    {"suppressSSOSessionExpiryPrompt", kAuthorized, &make<SuppressSSOSessionExpiryPromptTask>},
+    {"unsuppressSSOSessionExpiryPrompt", kAuthorized, &make<UnsuppressSSOSessionExpiryPromptTask>},
     {"handleInvalidCertificate", kAuthorized, nullptr, "HandleInvalidCertificateTask"},
 };
 
