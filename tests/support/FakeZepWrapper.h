@@ -37,6 +37,7 @@ public:
         set(m_devices, devices);
     }
     void setVolumeOut(int volume) { set(m_volume, volume); }
+    void setSessionTimeOut(int64_t seconds) { set(m_sessionTime, seconds); }
     // Runs on the pumping thread after each counted pump, outside the fake's lock.
     void setOnPump(std::function<void()> hook) { set(m_onPump, hook); }
 
@@ -195,7 +196,9 @@ public:
     }
     int restablishSSOSession() override { return rec("restablishSSOSession"); }
     int resetData() override { return rec("resetData"); }
-    int getSSOSessionTimeRemaining(int64_t& t) override { return recOut(t, {}, "getSSOSessionTimeRemaining"); }
+    int getSSOSessionTimeRemaining(int64_t& t) override {
+        return recOut(t, m_sessionTime, "getSSOSessionTimeRemaining");
+    }
     int cancelSingleSignOn() override { return rec("cancelSingleSignOn"); }
     int suppressSSOSessionExpiryPrompt() override { return rec("suppressSSOSessionExpiryPrompt"); }
     int unsuppressSSOSessionExpiryPrompt(bool p) override { return rec("unsuppressSSOSessionExpiryPrompt", p); }
@@ -313,6 +316,7 @@ private:
     std::string m_encrypted;
     std::vector<std::shared_ptr<ZepMultimediaDevices>> m_devices;
     int m_volume = 0;
+    int64_t m_sessionTime = 0;
 };
 
 }  // namespace test
