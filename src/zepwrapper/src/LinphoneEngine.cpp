@@ -79,11 +79,12 @@ void LinphoneEngine::configure() {
     linphone_core_set_ringback(m_pCore, nullptr);
 
     // Random ports for SIP and media so that several processes (and tests)
-    // never collide; TLS stays off until sign-in asks for it.
+    // never collide. TLS is for connections to registrars only: it listens
+    // nowhere ("don't bind"), but without it no TLS connection can be made.
     LinphoneTransports* pTransports = linphone_factory_create_transports(linphone_factory_get());
     linphone_transports_set_udp_port(pTransports, LC_SIP_TRANSPORT_RANDOM);
     linphone_transports_set_tcp_port(pTransports, LC_SIP_TRANSPORT_RANDOM);
-    linphone_transports_set_tls_port(pTransports, LC_SIP_TRANSPORT_DISABLED);
+    linphone_transports_set_tls_port(pTransports, LC_SIP_TRANSPORT_DONTBIND);
     linphone_transports_set_dtls_port(pTransports, LC_SIP_TRANSPORT_DISABLED);
     linphone_core_set_transports(m_pCore, pTransports);
     linphone_transports_unref(pTransports);

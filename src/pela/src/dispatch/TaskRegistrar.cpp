@@ -42,6 +42,7 @@
 #include "tasks/session/GetVersionTask.h"
 #include "tasks/session/InitTask.h"
 #include "tasks/session/ShowUserAuthorizationTask.h"
+#include "tasks/signin/HandleInvalidCertificateTask.h"
 #include "tasks/signin/ResetDataTask.h"
 #include "tasks/signin/SetUserProfileCredentialsTask.h"
 #include "tasks/signin/SetUserProfileEmailAddressTask.h"
@@ -151,7 +152,7 @@ const Command kCommands[] = {
     {"restablishSSOSession", kAuthorized, nullptr, "RestablishSSOSessionTask"},
     {"suppressSSOSessionExpiryPrompt", kAuthorized, nullptr, "SuppressSSOSessionExpiryPromptTask"},
     {"unsuppressSSOSessionExpiryPrompt", kAuthorized, nullptr, "UnsuppressSSOSessionExpiryPromptTask"},
-    {"handleInvalidCertificate", kAuthorized, nullptr, "HandleInvalidCertificateTask"},
+    {"handleInvalidCertificate", kAuthorized, &make<HandleInvalidCertificateTask>},
 };
 
 }  // namespace
