@@ -40,8 +40,9 @@ std::string SignedInHost::field(const ptree& message, const std::string& key) {
 }
 
 bool SignedInHost::start(const std::string& transport) {
-    pelatest::writePreferences(m_config.path(), std::string("{\"AlwaysAllow_") + kSite + "\": true}");
-    m_options.configHome = m_config.path();
+    // A config folder of the test's (to start again on it) or our own.
+    if (m_options.configHome.empty()) m_options.configHome = m_config.path();
+    pelatest::writePreferences(m_options.configHome, std::string("{\"AlwaysAllow_") + kSite + "\": true}");
     m_spHost = std::make_unique<pelatest::HostProcess>(m_options);
     if (!m_engineConfig.empty()) {
         // The framework's state folder under the host's XDG_STATE_HOME; the engine reads it at start.

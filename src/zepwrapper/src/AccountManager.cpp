@@ -328,6 +328,9 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
     // a 503 "io error": what the TLS check saw in this attempt tells it apart.
     CertificateReport report;
     if (ServerCertificates::instance().takeFailure(m_attempt, report)) {
+        // The engine would try once more at once, before the user could
+        // answer: its refresher stops here (the account goes on the pump).
+        linphone_account_pause_register(account);
         m_context.queue.post([this, report] { certificateFailed(report); });
         return;
     }
