@@ -611,16 +611,16 @@ int AccountManager::handleInvalidCertificate(const std::string& certFingerprint,
         m_backoff.reset();
         ServerCertificates::instance().endAttempts();
         m_attempt = 0;
-        const bool wasSignedIn = m_stage == Stage::SignedIn || m_stage == Stage::Registering;
         m_stage = Stage::Idle;
-        const std::string reason = kReasonCertificateRejected;
-        m_context.deliver<ZepConnectionObserver>("onConnectionFailure",
-                                                 [&](ZepConnectionObserver& o) { o.onConnectionFailure(reason); });
-        setStatus(kStatusDisconnected);
-        if (wasSignedIn) {
+        // Observers hear of it from the pump, after the reply.
+        m_context.queue.post([this] {
+            const std::string reason = kReasonCertificateRejected;
+            m_context.deliver<ZepConnectionObserver>("onConnectionFailure",
+                                                     [&](ZepConnectionObserver& o) { o.onConnectionFailure(reason); });
+            setStatus(kStatusDisconnected);
             m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
                                                 [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
-        }
+        });
         return ApiReturnCodeEnum::eNoError;
     }
     // Trusted from now on for this host (and kept when the event said so);

@@ -16,7 +16,7 @@ struct CertificateReport {
     std::string host;                   // the registrar's host name as the server list gives it
     std::string fingerprint;            // SHA-256 of the server's certificate (see ServerCertificates::fingerprint)
     std::string subjectCN;              // the server certificate's subject CN, "" when it has none
-    uint32_t flags = 0;                 // the chain's verification flags together (the TLS library's bits)
+    uint32_t flags = 0;                 // the chain's reasons together, as bctoolbox's BCTBX_CERTIFICATE_VERIFY_* bits
     std::string pem;                    // the server's certificate, PEM
     std::vector<std::string> chainPem;  // the other certificates of the chain, depth 1 upwards, PEM
     std::vector<std::string> chainFingerprints;  // and their fingerprints, same order
@@ -91,11 +91,11 @@ private:
     struct Entry {
         std::string host;
         std::string fingerprint;
-        uint32_t flags = 0;  // the TLS library's bits the user saw and accepted
+        uint32_t flags = 0;  // the reasons the user saw and accepted, BCTBX_CERTIFICATE_VERIFY_* bits
     };
     struct Seen {
         std::vector<unsigned char> der;
-        uint32_t flags = 0;
+        uint32_t flags = 0;  // the TLS library's own bits, as the hook was given them
     };
 
     bool trustedLocked(const std::string& host, const std::string& fingerprint, uint32_t flags);
