@@ -235,13 +235,14 @@ TEST_F(FrameworkSignIn, ThePasswordVaultRefusesAlteredTextAndOtherKeys) {
     EXPECT_TRUE(none.empty());
 }
 
-TEST_F(FrameworkSignIn, ConfigureChecksSharedMemoryNamesAndNoCertificateWaits) {
+TEST_F(FrameworkSignIn, ConfigureChecksSharedMemoryNamesAndUnknownCertificatesAreRefused) {
     EXPECT_EQ(m_pZep->configure("/zep-local", "zep-remote"), 0);
     EXPECT_EQ(m_pZep->configure("", ""), 0);
     EXPECT_EQ(m_pZep->configure("/a/b", "ok"), kInvalidArgument);
     EXPECT_EQ(m_pZep->configure("ok", "has space"), kInvalidArgument);
     EXPECT_EQ(m_pZep->configure(std::string(256, 'x'), "ok"), kInvalidArgument);
-    EXPECT_EQ(m_pZep->handleInvalidCertificate("AB:CD", true), kInvalidState);
+    // No certificate waits for a decision: any fingerprint is unknown.
+    EXPECT_EQ(m_pZep->handleInvalidCertificate("AB:CD", true), kInvalidArgument);
     EXPECT_EQ(m_pZep->handleInvalidCertificate("", false), kInvalidArgument);
 }
 

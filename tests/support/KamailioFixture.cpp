@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -124,6 +125,19 @@ std::string KamailioFixture::logText() const {
     return pelatest::readFile(m_pDir->path() + "/kamailio.log");
 }
 
+void KamailioFixture::enableTls(const std::string& chainPem, const std::string& keyPem) {
+    m_tls = true;
+    const std::string dir = m_pDir->path();
+    std::ofstream(dir + "/tls-chain.pem", std::ios::trunc) << chainPem;
+    // A test key, but a key: readable by us only.
+    const int fd = open((dir + "/tls-key.pem").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd >= 0) {
+        const ssize_t n = write(fd, keyPem.data(), keyPem.size());
+        (void)n;
+        close(fd);
+    }
+}
+
 bool KamailioFixture::start(std::chrono::milliseconds timeout) {
     if (running()) return true;
     if (access(kBinary, X_OK) != 0) {
@@ -147,8 +161,23 @@ bool KamailioFixture::start(std::chrono::milliseconds timeout) {
             m_error = "no free port on 127.0.0.1";
             return false;
         }
+        if (m_tls) {
+            // Another port for TLS, free for TCP and not the SIP port.
+            do {
+                const int fd = bindLoopback(SOCK_STREAM, 0);
+                m_tlsPort = fd >= 0 ? boundPort(fd) : 0;
+                if (fd >= 0) close(fd);
+            } while (m_tlsPort == m_port);
+            if (m_tlsPort == 0) {
+                m_error = "no free TLS port on 127.0.0.1";
+                return false;
+            }
+        }
         std::string text = config;
         replaceAll(text, "@SIP_PORT@", std::to_string(m_port));
+        replaceAll(text, "@TLS_PORT@", std::to_string(m_tlsPort));
+        replaceAll(text, "@TLS_CERTIFICATE@", dir + "/tls-chain.pem");
+        replaceAll(text, "@TLS_PRIVATE_KEY@", dir + "/tls-key.pem");
         replaceAll(text, "@DOMAIN@", m_domain);
         replaceAll(text, "@USERS_FILE@", dir + "/users.cfg");
         replaceAll(text, "@EPHEMERAL_SECRET@", m_ephemeralSecret);
@@ -180,6 +209,10 @@ bool KamailioFixture::launch(std::chrono::milliseconds timeout) {
             args.push_back("-A");
             args.push_back("WITH_EPHEMERAL");
         }
+        if (m_tls) {
+            args.push_back("-A");
+            args.push_back("WITH_TLS");
+        }
         m_pid = pelatest::spawn(args, pelatest::childEnv({}, {}), nullFd, logFd, logFd, true);
     }
     if (logFd >= 0) close(logFd);
@@ -197,7 +230,10 @@ bool KamailioFixture::launch(std::chrono::milliseconds timeout) {
                 "kamailio exited before it was ready (status " + std::to_string(status) + "); its log:\n" + logText();
             return false;
         }
-        if (tcpAccepts(m_port) && udpAnswers(m_port, std::chrono::milliseconds(200))) return true;
+        if (tcpAccepts(m_port) && (!m_tls || tcpAccepts(m_tlsPort)) &&
+            udpAnswers(m_port, std::chrono::milliseconds(200))) {
+            return true;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     m_error = "kamailio not ready within the time allowed; its log:\n" + logText();

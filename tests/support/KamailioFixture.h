@@ -20,6 +20,10 @@ namespace test {
 // passwords: alice, bob and carol. Locations live in memory only, so a new
 // fixture starts empty. Kamailio missing or failing to start is an error
 // (start() returns false), never a reason to skip.
+//
+// enableTls() adds a TLS listener on another free port of 127.0.0.1 with a
+// certificate chain and key of the test's making (-A WITH_TLS, see
+// tests/sip/kamailio.cfg); UDP and TCP stay as they are.
 class KamailioFixture {
 public:
     KamailioFixture();
@@ -41,6 +45,18 @@ public:
     void stop();
     bool restart(std::chrono::milliseconds timeout = std::chrono::seconds(10));
     bool running() const { return m_pid > 0; }
+
+    // TLS as well, with this chain (PEM, the server's certificate first) and
+    // private key. Before start(), or between stop() and restart() to show
+    // another certificate on the same port.
+    void enableTls(const std::string& chainPem, const std::string& keyPem);
+    bool tlsEnabled() const { return m_tls; }
+    int tlsPort() const { return m_tlsPort; }
+    // "NAME:TLSPORT;transport=tls", a "LoryAddressList" entry (names resolve
+    // from /etc/hosts: "localhost").
+    std::string tlsAddress(const std::string& name = "localhost") const {
+        return name + ":" + std::to_string(m_tlsPort) + ";transport=tls";
+    }
 
     const std::string& host() const { return m_host; }
     int port() const { return m_port; }
@@ -64,6 +80,8 @@ private:
     std::string m_host = "127.0.0.1";
     std::string m_domain = "sip.test";
     int m_port = 0;
+    bool m_tls = false;
+    int m_tlsPort = 0;
     std::map<std::string, std::string> m_users;
     std::string m_ephemeralSecret;
     pid_t m_pid = -1;

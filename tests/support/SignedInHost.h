@@ -37,7 +37,8 @@ public:
     // written by start() before "init" lets the framework start. Call before start().
     void setEngineConfig(const std::string& text) { m_engineConfig = text; }
 
-    // Writes the approval for kSite, runs the host, sends "init", waits for
+    // Writes the approval for kSite (into options.configHome when the test
+    // gave one, else into a private folder of ours), runs the host, sends "init", waits for
     // the reply and for the framework's "multimediacapabilitiesstarted", and
     // points "LoryAddressList" at the registrar over transport (tcp notices a
     // registrar that is down at once).

@@ -326,7 +326,7 @@ export interface SoftphoneEvents {
     callstatechange: CallInfo;
     attendedtransferstatechange: { callId: number };
     connectionstatuschange: ConnectionStatusName;
-    /** "ServerUnreachable", possibly followed by " (CODE)". */
+    /** "ServerUnreachable", possibly followed by " (CODE)"; "CertificateRejected" when the user rejected the registrar's certificate. */
     connectionfailure: string;
     authenticationstatuschange: string;
     callcontrolmodechange: { phoneMode: PhoneModeName | (string & {}); deviceName: string; lineDN: string };

@@ -4,6 +4,7 @@
 
 #include <linphone/core.h>
 #include <linphone/factory.h>
+#include <zepwrapper/ZepCertificateObserver.h>
 #include <zepwrapper/ZepConnectionObserver.h>
 #include <zepwrapper/ZepLoginObserver.h>
 
@@ -33,6 +34,7 @@ const char* const kResultSuccess = "Success";
 const char* const kResultInvalidCredentials = "InvalidCredentials";
 // Connection failure reasons.
 const char* const kReasonUnreachable = "ServerUnreachable";
+const char* const kReasonCertificateRejected = "CertificateRejected";
 
 ZepLoginObserver::Errors errorList(const std::string& error) {
     auto errors = std::make_shared<std::vector<std::string>>();
@@ -92,6 +94,11 @@ void AccountManager::onEngineStarted() {
     if (core == nullptr) return;
     // The engine keeps only the digest hash, never the password itself.
     linphone_config_set_int(linphone_core_get_config(core), "sip", "store_ha1_passwd", 1);
+    // Registrars over TLS: the chain and the host name are always verified;
+    // the user's decisions on a chain that fails go through the TLS check.
+    linphone_core_verify_server_certificates(core, TRUE);
+    linphone_core_verify_server_cn(core, TRUE);
+    ServerCertificates::instance().install();
     m_pCbs = linphone_factory_create_core_cbs(linphone_factory_get());
     linphone_core_cbs_set_user_data(m_pCbs, this);
     linphone_core_cbs_set_account_registration_state_changed(m_pCbs, &EngineCallbacks::registration);
@@ -117,6 +124,9 @@ void AccountManager::onEngineStopping() {
     m_retryCheckPosted = false;
     m_provisioning.cancel();
     m_sso.reset(false);
+    clearCertificateDecision();
+    ServerCertificates::instance().endAttempts();
+    m_attempt = 0;
     if (m_stage != Stage::Idle && m_stage != Stage::NeedAddress && m_stage != Stage::NeedCredentials) {
         m_stage = Stage::Idle;
     }
@@ -251,6 +261,8 @@ void AccountManager::onProviderCredentials(const Provisioning::SipCredentials& c
         return;
     }
     if (m_stage != Stage::SingleSignOn) return;
+    // A new sign-in: a certificate question of an earlier one is void.
+    clearCertificateDecision();
     // The provider's user is the line, whatever address was typed.
     m_user = credentials.user;
     m_domain = credentials.domain;
@@ -306,6 +318,8 @@ int AccountManager::setUserProfileCredentials(unsigned authenticator, const std:
         return ApiReturnCodeEnum::eNoError;
     }
     m_authUser = username.empty() ? m_user : username;
+    // A new sign-in: a certificate question of an earlier one is void.
+    clearCertificateDecision();
     setAuthInfo(m_authUser, password, m_domain);
     m_serverIndex = 0;
     m_backoff.reset();
@@ -344,11 +358,14 @@ bool AccountManager::registerAccount(std::string& error) {
     LinphoneCore* core = m_context.engine.core();
     dropAccount();
     std::string server;
+    std::string host;
     if (!m_servers.empty()) {
         server = m_servers[m_serverIndex % m_servers.size()].uri();
+        host = m_servers[m_serverIndex % m_servers.size()].host();
     } else if (!m_manualSettings) {
         // No list: the address's domain is the SIP domain, found as the engine resolves it.
         server = "sip:" + m_domain;
+        host = m_domain;
     } else {
         error = "No server configured";
         return false;
@@ -377,6 +394,8 @@ bool AccountManager::registerAccount(std::string& error) {
         return false;
     }
     linphone_core_set_default_account(core, m_pAccount);
+    // What the TLS check sees from here on belongs to this attempt.
+    m_attempt = ServerCertificates::instance().beginAttempt(host);
     setStatus(kStatusConnecting);
     ZEP_LOG(OZKLogLevelInfo, kSrc, "registering through [" << server << "]");
     return true;
@@ -413,6 +432,16 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
         return;
     }
     if (state != LinphoneRegistrationFailed) return;
+    // A TLS handshake that failed verification reaches the account only as
+    // a 503 "io error": what the TLS check saw in this attempt tells it apart.
+    CertificateReport report;
+    if (ServerCertificates::instance().takeFailure(m_attempt, report)) {
+        // The engine would try once more at once, before the user could
+        // answer: its refresher stops here (the account goes on the pump).
+        linphone_account_pause_register(account);
+        m_context.queue.post([this, report] { certificateFailed(report); });
+        return;
+    }
     if (isAuthFailure(code) && m_sso.inUse()) {
         // Short-lived credentials run out or were refused: new ones from the provider's session.
         m_context.queue.post([this, code] {
@@ -472,6 +501,38 @@ void AccountManager::serverUnreachable(const std::string& reason) {
         m_retryCheckPosted = true;
         m_context.queue.post([this] { checkRetry(); });
     }
+}
+
+void AccountManager::certificateFailed(const CertificateReport& report) {
+    // Logged out or signed in anew meanwhile: the question is void.
+    if (m_pAccount == nullptr) return;
+    // No retry, by the engine or by us, while the user decides: each would
+    // meet the same certificate. The status stays "Connecting".
+    dropAccount();
+    m_backoff.disarm();
+    setStatus(kStatusConnecting);
+    m_certificatePending = true;
+    m_pendingCertificate = report;
+    const std::string reference = "certificate-" + std::to_string(m_nextCertificateReference++);
+    const std::vector<std::string> reasons = ServerCertificates::reasons(report.flags);
+    const bool allow = ServerCertificates::acceptable(report.flags);
+    // An acceptance is kept across runs whenever the user may accept at all.
+    const bool persist = allow;
+    std::string words;
+    for (const std::string& r : reasons) words += (words.empty() ? "" : ", ") + r;
+    ZEP_LOG(OZKLogLevelWarning, kSrc,
+            "certificate of [" << report.host << "] waits for the user's decision: [" << report.fingerprint
+                               << "] reasons [" << words << "] reference [" << reference << "] allow [" << allow
+                               << "]");
+    m_context.deliver<ZepCertificateObserver>("onInvalidCertificate", [&](ZepCertificateObserver& o) {
+        o.onInvalidCertificate(report.fingerprint, report.host, report.subjectCN, reference, reasons, report.pem,
+                               report.chainPem, allow, persist);
+    });
+}
+
+void AccountManager::clearCertificateDecision() {
+    m_certificatePending = false;
+    m_pendingCertificate = CertificateReport();
 }
 
 void AccountManager::checkRetry() {
@@ -595,6 +656,9 @@ int AccountManager::logout() {
     dropAccount();
     linphone_core_clear_all_auth_info(m_context.engine.core());
     m_backoff.reset();
+    clearCertificateDecision();
+    ServerCertificates::instance().endAttempts();
+    m_attempt = 0;
     m_stage = Stage::Idle;
     setStatus(kStatusDisconnected);
     m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
@@ -659,15 +723,57 @@ int AccountManager::configure(const std::string& shmLocalName, const std::string
 }
 
 int AccountManager::handleInvalidCertificate(const std::string& certFingerprint, bool accept) {
-    if (certFingerprint.empty()) {
-        ZEP_LOG(OZKLogLevelWarning, kSrc, "handleInvalidCertificate: empty fingerprint");
+    if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
+    if (!m_certificatePending ||
+        !ServerCertificates::sameFingerprint(certFingerprint, m_pendingCertificate.fingerprint)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept
+                                             << "]: no certificate with this fingerprint waits for a decision");
         return ApiReturnCodeEnum::eInvalidArgument;
     }
-    // Certificates that fail validation fail the connection; none waits for a decision.
-    ZEP_LOG(
-        OZKLogLevelInfo, kSrc,
-        "handleInvalidCertificate [" << certFingerprint << "] accept [" << accept << "]: no certificate is waiting");
-    return ApiReturnCodeEnum::eInvalidState;
+    const CertificateReport report = m_pendingCertificate;
+    if (accept && !ServerCertificates::acceptable(report.flags)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "handleInvalidCertificate [" << certFingerprint << "]: this certificate may not be accepted");
+        return ApiReturnCodeEnum::eInvalidArgument;
+    }
+    clearCertificateDecision();
+    if (!accept) {
+        // The sign-in ends here: no retry, now or later, with this certificate.
+        ZEP_LOG(OZKLogLevelInfo, kSrc,
+                "certificate of [" << report.host << "] rejected by the user: [" << report.fingerprint << "]");
+        dropAccount();
+        m_backoff.reset();
+        ServerCertificates::instance().endAttempts();
+        m_attempt = 0;
+        m_stage = Stage::Idle;
+        // Observers hear of it from the pump, after the reply.
+        m_context.queue.post([this] {
+            const std::string reason = kReasonCertificateRejected;
+            m_context.deliver<ZepConnectionObserver>("onConnectionFailure",
+                                                     [&](ZepConnectionObserver& o) { o.onConnectionFailure(reason); });
+            setStatus(kStatusDisconnected);
+            m_context.deliver<ZepLoginObserver>("onLifeCycleStateChanged",
+                                                [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
+        });
+        return ApiReturnCodeEnum::eNoError;
+    }
+    // Trusted from now on for this host (and kept when the event said so);
+    // the registration is tried again at once, on the same server.
+    const bool persist = ServerCertificates::acceptable(report.flags);
+    std::string error;
+    if (!ServerCertificates::instance().trust(report, persist, error)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "accepted certificate not kept: " << error);
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc,
+            "certificate of [" << report.host << "] accepted by the user: [" << report.fingerprint << "] kept ["
+                               << persist << "]");
+    m_backoff.reset();
+    if (!registerAccount(error)) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc, "handleInvalidCertificate: registering again failed: " << error);
+        return ApiReturnCodeEnum::eOperationFailed;
+    }
+    return ApiReturnCodeEnum::eNoError;
 }
 
 LinphoneAccount* AccountManager::currentAccount() const {

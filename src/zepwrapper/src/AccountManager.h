@@ -11,6 +11,7 @@
 #include "Provisioning.h"
 #include "RetryBackoff.h"
 #include "ServerAddress.h"
+#include "ServerCertificates.h"
 #include "SingleSignOn.h"
 
 typedef struct _LinphoneAccount LinphoneAccount;
@@ -89,6 +90,8 @@ private:
     bool registerAccount(std::string& error);
     void dropAccount();
     void serverUnreachable(const std::string& reason);
+    void certificateFailed(const CertificateReport& report);
+    void clearCertificateDecision();
     void checkRetry();
     void setStatus(const char* status);
     void announceSignedIn();
@@ -117,6 +120,12 @@ private:
     unsigned m_nextAuthenticator = 1;
     RetryBackoff m_backoff;
     bool m_retryCheckPosted = false;
+    // The registration attempt under way, as the TLS check files its findings.
+    unsigned m_attempt = 0;
+    // A registrar's certificate waiting for the user's decision.
+    bool m_certificatePending = false;
+    CertificateReport m_pendingCertificate;
+    unsigned m_nextCertificateReference = 1;
 };
 
 }  // namespace zep

@@ -1,5 +1,7 @@
 #include "LinphoneEngine.h"
 
+#include <sstream>
+
 #include <linphone/core.h>
 #include <linphone/factory.h>
 
@@ -79,16 +81,35 @@ void LinphoneEngine::configure() {
     linphone_core_set_ringback(m_pCore, nullptr);
 
     // Random ports for SIP and media so that several processes (and tests)
-    // never collide; TLS stays off until sign-in asks for it.
+    // never collide. TLS is for connections to registrars only: it listens
+    // nowhere ("don't bind"), but without it no TLS connection can be made.
     LinphoneTransports* pTransports = linphone_factory_create_transports(linphone_factory_get());
     linphone_transports_set_udp_port(pTransports, LC_SIP_TRANSPORT_RANDOM);
     linphone_transports_set_tcp_port(pTransports, LC_SIP_TRANSPORT_RANDOM);
-    linphone_transports_set_tls_port(pTransports, LC_SIP_TRANSPORT_DISABLED);
+    linphone_transports_set_tls_port(pTransports, LC_SIP_TRANSPORT_DONTBIND);
     linphone_transports_set_dtls_port(pTransports, LC_SIP_TRANSPORT_DISABLED);
     linphone_core_set_transports(m_pCore, pTransports);
     linphone_transports_unref(pTransports);
     linphone_core_set_audio_port(m_pCore, -1);
     linphone_core_set_video_port(m_pCore, -1);
+
+    // The DNS servers the engine asks, when not the system's: [zep]
+    // dns_servers=ADDRESS[,ADDRESS...] (a site's own resolver; tests point it
+    // at loopback). Names in /etc/hosts are found there first either way.
+    const char* dns = linphone_config_get_string(config, "zep", "dns_servers", nullptr);
+    if (dns != nullptr && dns[0] != '\0') {
+        bctbx_list_t* servers = nullptr;
+        std::string text = dns;
+        for (char& c : text) {
+            if (c == ',') c = ' ';
+        }
+        std::istringstream words(text);
+        std::string server;
+        while (words >> server) servers = bctbx_list_append(servers, bctbx_strdup(server.c_str()));
+        linphone_core_set_dns_servers(m_pCore, servers);
+        bctbx_list_free_with_data(servers, bctbx_free);
+        ZEP_LOG(OZKLogLevelInfo, kSrc, "DNS servers [" << dns << "]");
+    }
 
     // No STUN, ICE, TURN or UPnP: nothing leaves the machine until the user signs in.
     LinphoneNatPolicy* pNat = linphone_core_create_nat_policy(m_pCore);

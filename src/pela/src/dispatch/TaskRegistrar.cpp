@@ -42,6 +42,7 @@
 #include "tasks/session/GetVersionTask.h"
 #include "tasks/session/InitTask.h"
 #include "tasks/session/ShowUserAuthorizationTask.h"
+#include "tasks/signin/HandleInvalidCertificateTask.h"
 #include "tasks/signin/ResetDataTask.h"
 #include "tasks/signin/SetUserProfileCredentialsTask.h"
 #include "tasks/signin/SetUserProfileEmailAddressTask.h"
@@ -157,7 +158,7 @@ const Command kCommands[] = {
     {"restablishSSOSession", kAuthorized, &make<RestablishSSOSessionTask>},
     {"suppressSSOSessionExpiryPrompt", kAuthorized, &make<SuppressSSOSessionExpiryPromptTask>},
     {"unsuppressSSOSessionExpiryPrompt", kAuthorized, &make<UnsuppressSSOSessionExpiryPromptTask>},
-    {"handleInvalidCertificate", kAuthorized, nullptr, "HandleInvalidCertificateTask"},
+    {"handleInvalidCertificate", kAuthorized, &make<HandleInvalidCertificateTask>},
 };
 
 }  // namespace
