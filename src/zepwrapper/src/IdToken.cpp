@@ -1,9 +1,7 @@
 #include "IdToken.h"
 
 #include <memory>
-#include <sstream>
 
-#include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
@@ -11,6 +9,7 @@
 #include <openssl/evp.h>
 #include <openssl/param_build.h>
 
+#include "JsonText.h"
 #include "Pkce.h"
 
 namespace tessel {
@@ -30,16 +29,6 @@ struct Free {
 };
 template <class T>
 using Owned = std::unique_ptr<T, Free>;
-
-bool parseJson(const std::string& text, ptree& tree) {
-    try {
-        std::istringstream in(text);
-        boost::property_tree::read_json(in, tree);
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
 
 Owned<BIGNUM> bigNumber(const std::string& base64Url) {
     std::string bytes;
@@ -112,13 +101,6 @@ bool signatureHolds(EVP_PKEY* key, const std::string& input, const std::string& 
                             reinterpret_cast<const unsigned char*>(input.data()), input.size()) == 1;
 }
 
-int64_t number(const ptree& tree, const char* key) {
-    try {
-        return tree.get<int64_t>(key, 0);
-    } catch (const std::exception&) {
-        return 0;
-    }
-}
 }  // namespace
 
 IdToken::Result IdToken::verify(const std::string& token, const std::string& jwks, const Expected& expected,
@@ -170,7 +152,7 @@ IdToken::Result IdToken::verify(const std::string& token, const std::string& jwk
     // With several audiences, the authorized party must be us.
     const std::string azp = payload.get<std::string>("azp", "");
     if (!audienceFound || (!azp.empty() && azp != expected.audience)) return Result::WrongAudience;
-    const int64_t expiresAt = number(payload, "exp");
+    const int64_t expiresAt = jsonInteger(payload, "exp", 0);
     if (expiresAt == 0 || expiresAt + expected.leeway < expected.now) return Result::Expired;
     if (payload.get<std::string>("nonce", "") != expected.nonce) return Result::WrongNonce;
     claims.subject = payload.get<std::string>("sub", "");

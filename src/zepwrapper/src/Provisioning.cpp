@@ -1,11 +1,10 @@
 #include "Provisioning.h"
 
 #include <regex>
-#include <sstream>
 
-#include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include "JsonText.h"
 #include "ZepLog.h"
 
 namespace tessel {
@@ -15,16 +14,6 @@ static const char* const kSrc = "src/zepwrapper/src/Provisioning";
 
 namespace {
 using boost::property_tree::ptree;
-
-bool parseJson(const std::string& text, ptree& tree) {
-    try {
-        std::istringstream in(text);
-        boost::property_tree::read_json(in, tree);
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
 
 std::string errorOf(const HttpClient::Response& response) {
     if (!response.error.empty()) return response.error;
@@ -164,11 +153,7 @@ bool Provisioning::parseSipCredentials(const std::string& json, SipCredentials& 
     credentials.domain = tree.get<std::string>("domain", "");
     credentials.username = tree.get<std::string>("username", "");
     credentials.password = tree.get<std::string>("password", "");
-    try {
-        credentials.expiresIn = tree.get<int64_t>("expiresIn", 0);
-    } catch (const std::exception&) {
-        credentials.expiresIn = 0;
-    }
+    credentials.expiresIn = jsonInteger(tree, "expiresIn", 0);
     if (credentials.user.empty() || credentials.domain.empty() || credentials.username.empty() ||
         credentials.password.empty() || credentials.expiresIn <= 0) {
         error = "user, domain, username, password and a positive expiresIn are required";

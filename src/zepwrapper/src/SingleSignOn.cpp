@@ -13,6 +13,7 @@
 #include <zepwrapper/ZepLoginObserver.h>
 
 #include "IdToken.h"
+#include "JsonText.h"
 #include "PasswordVault.h"
 #include "Pkce.h"
 #include "zepwrapper/ResultCodes.h"
@@ -47,24 +48,6 @@ const int64_t kNavigationClosed = 1;
 const std::chrono::seconds kRetryAfter(10);
 // An access token is refreshed this long before it ends (at most a quarter of its life).
 const int64_t kRefreshMargin = 60;
-
-bool parseJson(const std::string& text, ptree& tree) {
-    try {
-        std::istringstream in(text);
-        boost::property_tree::read_json(in, tree);
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
-int64_t number(const ptree& tree, const char* key, int64_t fallback) {
-    try {
-        return tree.get<int64_t>(key, fallback);
-    } catch (const std::exception&) {
-        return fallback;
-    }
-}
 
 // The query parameters of an address (after "?", before "#"), or of its fragment.
 std::map<std::string, std::string> parameters(const std::string& url, bool fragment) {
@@ -354,7 +337,7 @@ void SingleSignOn::onTokens(const HttpClient::Response& response, bool interacti
     m_accessToken = access;
     const std::string refreshToken = doc.get<std::string>("refresh_token", "");
     if (!refreshToken.empty()) m_refreshToken = refreshToken;
-    m_accessLifetime = std::max<int64_t>(number(doc, "expires_in", 300), 1);
+    m_accessLifetime = std::max<int64_t>(jsonInteger(doc, "expires_in", 300), 1);
     m_accessExpiry = Clock::now() + std::chrono::seconds(m_accessLifetime);
     m_retryAt = Clock::time_point();
     keepRefreshToken();
