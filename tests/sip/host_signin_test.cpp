@@ -254,3 +254,40 @@ TEST_F(HostSignInTest, PasswordNeverReachesLogOrDisk) {
         EXPECT_EQ(filesContaining(config, secret), std::vector<std::string>());
     }
 }
+
+TEST(HostSignInRealmTest, ARegistrarWithItsOwnRealmSignsInAndKeepsOnlyTheDigest) {
+    // A PBX's default realm, not the SIP domain the address names.
+    KamailioFixture pbx;
+    pbx.setRealm("asterisk");
+    ASSERT_TRUE(pbx.start()) << pbx.error();
+    const std::string secret = pbx.password("bob");
+    SignedInHost page(pbx);
+    ASSERT_TRUE(page.start()) << page.why();
+    // A wrong password is still refused as one, in that realm too.
+    const size_t from = page.seen().size();
+    page.call("startSignIn", "{}");
+    ASSERT_NE(page.waitForEventFrom("userprofileemailaddressrequired", from, nullptr), SignedInHost::npos);
+    page.call("setUserProfileEmailAddress", "{\"email\": \"bob@" + pbx.domain() + "\"}");
+    ptree asked;
+    ASSERT_NE(page.waitForEventFrom("userprofilecredentialsrequired", from, nullptr, &asked), SignedInHost::npos);
+    page.call("setUserProfileCredentials", "{\"authenticator\": " + asked.get<std::string>("authenticatorId") +
+                                               ", \"username\": \"\", \"password\": \"not-" + secret + "\"}");
+    ptree again;
+    ASSERT_NE(page.waitForEventFrom(
+                  "userprofilecredentialsrequired", from,
+                  [](const ptree& c) { return c.get_child("errors").size() == 1; }, &again),
+              SignedInHost::npos);
+    EXPECT_NE(again.get_child("errors").front().second.get<std::string>("error").find("wrong user name or password"),
+              std::string::npos);
+    ASSERT_TRUE(page.signIn("bob")) << page.why() << page.host().logText() << pbx.logText();
+
+    // The engine keeps the digest for the registrar's realm, never the password.
+    const std::string home = page.host().home();
+    page.host().closeInput();
+    EXPECT_EQ(page.host().waitExit(20s), 0);
+    const std::string rc = pelatest::readFile(home + "/state/Marlin Web SDK/zep/linphonerc");
+    EXPECT_NE(rc.find("realm=asterisk"), std::string::npos) << rc;
+    EXPECT_NE(rc.find("ha1="), std::string::npos) << rc;
+    EXPECT_EQ(page.host().logText().find(secret), std::string::npos);
+    EXPECT_EQ(filesContaining(home, secret), std::vector<std::string>());
+}

@@ -181,6 +181,7 @@ bool KamailioFixture::start(std::chrono::milliseconds timeout) {
         replaceAll(text, "@DOMAIN@", m_domain);
         replaceAll(text, "@USERS_FILE@", dir + "/users.cfg");
         replaceAll(text, "@EPHEMERAL_SECRET@", m_ephemeralSecret);
+        replaceAll(text, "@REALM@", m_realm.empty() ? m_domain : m_realm);
         std::ofstream(dir + "/kamailio.cfg", std::ios::trunc) << text;
         if (launch(timeout)) return true;
     }

@@ -35,6 +35,8 @@ public:
     // short-lived credentials ("EXPIRY:USER", base64 HMAC-SHA1 under the
     // secret), as a provisioning service hands them out.
     void useEphemeralCredentials(const std::string& secret) { m_ephemeralSecret = secret; }
+    // Before start(): the digest realm, when it is not the domain.
+    void setRealm(const std::string& realm) { m_realm = realm; }
 
     // Picks a free port, writes the configuration into a private folder and
     // runs Kamailio until it answers an OPTIONS ping over UDP and accepts TCP
@@ -84,6 +86,7 @@ private:
     int m_tlsPort = 0;
     std::map<std::string, std::string> m_users;
     std::string m_ephemeralSecret;
+    std::string m_realm;
     pid_t m_pid = -1;
     std::string m_error;
 };

@@ -4,6 +4,7 @@
 
 #include <linphone/core.h>
 #include <linphone/factory.h>
+#include <openssl/crypto.h>
 #include <zepwrapper/ZepCertificateObserver.h>
 #include <zepwrapper/ZepConnectionObserver.h>
 #include <zepwrapper/ZepLoginObserver.h>
@@ -71,9 +72,11 @@ struct AccountManager::EngineCallbacks {
     // The digest answer comes from setUserProfileCredentials; a challenge the
     // stored credentials do not meet ends in a failed registration, handled there.
     static void authRequested(LinphoneCore* lc, LinphoneAuthInfo* info, LinphoneAuthMethod) {
-        if (self(lc) == nullptr) return;
+        AccountManager* manager = self(lc);
+        if (manager == nullptr) return;
         const char* realm = linphone_auth_info_get_realm(info);
         ZEP_LOG(OZKLogLevelInfo, kSrc, "server asks for credentials, realm [" << (realm ? realm : "") << "]");
+        manager->answerRealm(realm ? realm : "");
     }
 };
 
@@ -122,6 +125,7 @@ void AccountManager::onEngineStopping() {
     }
     m_backoff.reset();
     m_retryCheckPosted = false;
+    forgetPassword();
     m_provisioning.cancel();
     m_sso.reset(false);
     clearCertificateDecision();
@@ -288,7 +292,33 @@ void AccountManager::onProviderSignInEnded(const std::string& why) {
                                         [](ZepLoginObserver& o) { o.onLifeCycleStateChanged(kLifeSignedOut); });
 }
 
+void AccountManager::answerRealm(const std::string& realm) {
+    // A registrar may challenge with a realm other than the domain (a PBX's
+    // default, say): the digest is made again for it, once, from the
+    // password still held in memory for this attempt.
+    LinphoneCore* core = m_context.engine.core();
+    if (m_password.empty() || realm.empty() || core == nullptr ||
+        linphone_core_find_auth_info(core, realm.c_str(), m_user.c_str(), m_domain.c_str()) != nullptr) {
+        return;
+    }
+    ZEP_LOG(OZKLogLevelInfo, kSrc, "the registrar's realm is not the domain: answering for [" << realm << "]");
+    // Beside the domain's entry, which the engine may still look for.
+    LinphoneAuthInfo* info =
+        linphone_factory_create_auth_info_2(linphone_factory_get(), m_user.c_str(), m_authUser.c_str(),
+                                            m_password.c_str(), nullptr, realm.c_str(), m_domain.c_str(), nullptr);
+    linphone_core_add_auth_info(core, info);
+    linphone_auth_info_unref(info);
+}
+
+void AccountManager::forgetPassword() {
+    if (!m_password.empty()) OPENSSL_cleanse(&m_password[0], m_password.size());
+    m_password.clear();
+}
+
 void AccountManager::setAuthInfo(const std::string& userId, const std::string& password, const std::string& realm) {
+    // Held only until the registrar has accepted it, in case it names another realm.
+    forgetPassword();
+    m_password = password;
     LinphoneCore* core = m_context.engine.core();
     linphone_core_clear_all_auth_info(core);
     // With the realm given up front the engine stores only the digest hash.
@@ -420,6 +450,8 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
             "registration [" << linphone_registration_state_to_string(static_cast<LinphoneRegistrationState>(state))
                              << "] code [" << code << "]");
     if (state == LinphoneRegistrationOk) {
+        // The engine now keeps the digest for the registrar's realm.
+        forgetPassword();
         m_backoff.reset();
         if (m_stage == Stage::Registering) {
             // The status change is part of the signed-in announcement, after "loggedin".
@@ -447,6 +479,7 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
         m_context.queue.post([this, code] {
             if (m_sso.credentialsRefused()) return;
             const std::string cause = "The registrar refused the provider's credentials (" + std::to_string(code) + ")";
+            forgetPassword();
             dropAccount();
             linphone_core_clear_all_auth_info(m_context.engine.core());
             setStatus(kStatusDisconnected);
@@ -467,6 +500,7 @@ void AccountManager::handleRegistration(LinphoneAccount* account, int state) {
         // Wrong credentials: stop here (no retries) and ask again.
         const std::string cause = "Authentication failed: wrong user name or password (" + std::to_string(code) + ")";
         m_context.queue.post([this, cause] {
+            forgetPassword();
             dropAccount();
             linphone_core_clear_all_auth_info(m_context.engine.core());
             setStatus(kStatusDisconnected);
@@ -650,6 +684,7 @@ int AccountManager::getAvailableDevices(PhoneList& devices) {
 int AccountManager::logout() {
     if (m_context.engine.core() == nullptr) return ApiReturnCodeEnum::eInvalidState;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "logout");
+    forgetPassword();
     m_provisioning.cancel();
     // Signing out ends the provider session too; the next sign-in starts over.
     m_sso.reset(true);

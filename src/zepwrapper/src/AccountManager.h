@@ -85,6 +85,8 @@ private:
     void onProviderCredentials(const Provisioning::SipCredentials& credentials);
     void onProviderSignInEnded(const std::string& why);
     void setAuthInfo(const std::string& userId, const std::string& password, const std::string& realm);
+    void answerRealm(const std::string& realm);
+    void forgetPassword();
     void askForAddress(const std::string& error);
     void askForCredentials(const std::string& error);
     bool registerAccount(std::string& error);
@@ -116,6 +118,9 @@ private:
     std::string m_user;    // the identity's user part: the line
     std::string m_domain;  // the identity's domain
     std::string m_authUser;
+    // This attempt's password, only until the registrar accepts it (never
+    // written anywhere), for a realm other than the domain.
+    std::string m_password;
     unsigned m_authenticator = 0;
     unsigned m_nextAuthenticator = 1;
     RetryBackoff m_backoff;
