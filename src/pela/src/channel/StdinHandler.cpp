@@ -192,7 +192,10 @@ void StdinHandler::run() {
                 }
             }
         }
-        ozk::Thread::sleep(1);
+        // A read that brought a message goes straight on: the next one blocks
+        // in the kernel until input comes. Only a read that brought nothing
+        // pauses, so that the loop can never spin.
+        if (message.empty()) ozk::Thread::sleep(1);
     }
     PELA_LOG4(m_pLog, kSrc, "Stdin handler exiting ");
 }
