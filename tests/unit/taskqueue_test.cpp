@@ -247,17 +247,25 @@ TEST_F(ProcessTaskTest, HandlerThreadExecutesQueuedTasksInOrderAndStopsTheFramew
     spInQueue->push(makeTask("early", m_journal));
     ASSERT_EQ(m_spHandler->start(), 0);
     ASSERT_TRUE(m_log.waitFor("execute task", std::chrono::seconds(10)));
-    // Idle, the handler still gives the framework its turns.
-    ASSERT_TRUE(waitUntil([&] { return m_spCmdcli->pumpCount() >= 5; }, std::chrono::seconds(10)));
+    // Before the framework runs, an idle handler sleeps: nothing to pump
+    // (beyond the turns right after the task).
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const int asleep = m_spCmdcli->pumpCount();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(m_spCmdcli->pumpCount(), asleep);
+    // Once it runs, the idle handler gives it its turns; a task wakes it to see that.
+    m_spCmdcli->setStarted(true);
+    spInQueue->push(makeTask("wake", m_journal));
+    ASSERT_TRUE(waitUntil([&] { return m_spCmdcli->pumpCount() >= asleep + 5; }, std::chrono::seconds(10)));
 
     for (const char* name : {"A", "B"}) {
         spInQueue->push(makeTask(name, m_journal));
     }
-    ASSERT_TRUE(m_log.waitFor("execute task", std::chrono::seconds(10), 3));
+    ASSERT_TRUE(m_log.waitFor("execute task", std::chrono::seconds(10), 4));
     m_spHandler->stop();
     EXPECT_FALSE(m_spHandler->join());
 
-    EXPECT_EQ(m_journal->names, (std::vector<std::string>{"early", "A", "B"}));
+    EXPECT_EQ(m_journal->names, (std::vector<std::string>{"early", "wake", "A", "B"}));
     for (pthread_t thread : m_journal->threads) {
         EXPECT_FALSE(pthread_equal(thread, pthread_self()));
     }

@@ -79,7 +79,12 @@ void TaskHandler::run() {
 
     while (!m_stop) {
         std::shared_ptr<IZepWCmdClient> spZepCmdcli = m_wpZepCmdcli.lock();
-        if (m_wakeUp.timedWait(kWakeUpWaitMs)) {
+        // The framework gets its turn every millisecond while it runs; before
+        // it starts there is nothing to pump, so the handler sleeps until a
+        // task comes (a task is also what starts it).
+        const bool pumping = spZepCmdcli && spZepCmdcli->isZepWrapperStarted();
+        const bool woken = pumping ? m_wakeUp.timedWait(kWakeUpWaitMs) : m_wakeUp.wait();
+        if (woken) {
             std::shared_ptr<ITaskSource> spTaskSource = m_wpTaskSource.lock();
             if (!spTaskSource) {
                 PELA_LOG4(m_log, kSrc, "TaskHandler::run: no TaskSource, cannot process task.");
