@@ -303,11 +303,7 @@ void AccountManager::answerRealm(const std::string& realm) {
     }
     ZEP_LOG(OZKLogLevelInfo, kSrc, "the registrar's realm is not the domain: answering for [" << realm << "]");
     // Beside the domain's entry, which the engine may still look for.
-    LinphoneAuthInfo* info =
-        linphone_factory_create_auth_info_2(linphone_factory_get(), m_user.c_str(), m_authUser.c_str(),
-                                            m_password.c_str(), nullptr, realm.c_str(), m_domain.c_str(), nullptr);
-    linphone_core_add_auth_info(core, info);
-    linphone_auth_info_unref(info);
+    addAuthInfo(m_authUser, m_password, realm, m_domain);
 }
 
 void AccountManager::forgetPassword() {
@@ -319,15 +315,19 @@ void AccountManager::setAuthInfo(const std::string& userId, const std::string& p
     // Held only until the registrar has accepted it, in case it names another realm.
     forgetPassword();
     m_password = password;
-    LinphoneCore* core = m_context.engine.core();
-    linphone_core_clear_all_auth_info(core);
+    linphone_core_clear_all_auth_info(m_context.engine.core());
+    addAuthInfo(userId, password, realm, realm);
+}
+
+void AccountManager::addAuthInfo(const std::string& userId, const std::string& password, const std::string& realm,
+                                 const std::string& domain) {
     // With the realm given up front the engine stores only the digest hash.
     // It finds credentials by the identity's user; the digest carries the
     // user id, which may differ ("EXPIRY:USER").
     LinphoneAuthInfo* info =
         linphone_factory_create_auth_info_2(linphone_factory_get(), m_user.c_str(), userId.c_str(), password.c_str(),
-                                            nullptr, realm.c_str(), realm.c_str(), nullptr);
-    linphone_core_add_auth_info(core, info);
+                                            nullptr, realm.c_str(), domain.c_str(), nullptr);
+    linphone_core_add_auth_info(m_context.engine.core(), info);
     linphone_auth_info_unref(info);
 }
 

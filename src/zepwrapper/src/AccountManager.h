@@ -85,6 +85,8 @@ private:
     void onProviderCredentials(const Provisioning::SipCredentials& credentials);
     void onProviderSignInEnded(const std::string& why);
     void setAuthInfo(const std::string& userId, const std::string& password, const std::string& realm);
+    void addAuthInfo(const std::string& userId, const std::string& password, const std::string& realm,
+                     const std::string& domain);
     void answerRealm(const std::string& realm);
     void forgetPassword();
     void askForAddress(const std::string& error);

@@ -12,6 +12,8 @@
 #include <openssl/rand.h>
 #include <sys/stat.h>
 
+#include "ConfigFolder.h"
+
 namespace tessel {
 namespace zep {
 
@@ -19,23 +21,6 @@ namespace {
 const size_t kKeySize = 32;
 const size_t kNonceSize = 12;
 const size_t kTagSize = 16;
-
-std::string configHome(std::string& error) {
-    const char* xdg = std::getenv("XDG_CONFIG_HOME");
-    if (xdg != nullptr && xdg[0] == '/') return xdg;
-    const char* home = std::getenv("HOME");
-    if (home != nullptr && home[0] == '/') return std::string(home) + "/.config";
-    error = "no config folder (neither XDG_CONFIG_HOME nor HOME)";
-    return std::string();
-}
-
-bool makePrivateFolder(const std::string& path, mode_t mode, std::string& error) {
-    if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST) {
-        error = "cannot create [" + path + "]: " + std::strerror(errno);
-        return false;
-    }
-    return true;
-}
 
 std::string base64(const std::vector<unsigned char>& bytes) {
     std::string out(4 * ((bytes.size() + 2) / 3) + 1, '\0');
@@ -66,16 +51,13 @@ struct CipherContext {
 }  // namespace
 
 std::string PasswordVault::keyPath(std::string& error) {
-    const std::string base = configHome(error);
-    return base.empty() ? base : base + "/com.norva.Tollbridge/vault.key";
+    const std::string folder = ConfigFolder::locate(error);
+    return folder.empty() ? folder : folder + "/vault.key";
 }
 
 bool PasswordVault::loadKey(std::string& key, std::string& error) {
-    const std::string base = configHome(error);
-    if (base.empty()) return false;
-    const std::string folder = base + "/com.norva.Tollbridge";
-    if (!makePrivateFolder(base, 0700, error) || !makePrivateFolder(folder, 0700, error)) return false;
-    chmod(folder.c_str(), 0700);
+    std::string folder;
+    if (!ConfigFolder::prepare(folder, error)) return false;
     const std::string path = folder + "/vault.key";
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
     if (fd < 0 && errno == ENOENT) {

@@ -17,6 +17,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include "ConfigFolder.h"
 #include "ZepLog.h"
 
 // The verify hook of belle-sip is marked deprecated in favour of a per-stack
@@ -75,15 +76,6 @@ uint32_t libraryNeutral(uint32_t raw) {
     uint32_t flags = bctbx_x509_certificate_remap_flag(raw);
     if (raw != 0 && flags == 0) flags = BCTBX_CERTIFICATE_VERIFY_BADCERT_OTHER;
     return flags;
-}
-
-std::string configHome(std::string& error) {
-    const char* xdg = std::getenv("XDG_CONFIG_HOME");
-    if (xdg != nullptr && xdg[0] == '/') return xdg;
-    const char* home = std::getenv("HOME");
-    if (home != nullptr && home[0] == '/') return std::string(home) + "/.config";
-    error = "no config folder (neither XDG_CONFIG_HOME nor HOME)";
-    return std::string();
 }
 
 bool equalNoCase(const std::string& a, const std::string& b) {
@@ -273,17 +265,9 @@ bool ServerCertificates::trust(const CertificateReport& report, bool persist, st
         error = "the certificate cannot be kept: host or fingerprint unusable";
         return false;
     }
-    const std::string path = trustFilePath(error);
-    if (path.empty()) return false;
-    const std::string folder = path.substr(0, path.rfind('/'));
-    const std::string base = folder.substr(0, folder.rfind('/'));
-    for (const std::string& dir : {base, folder}) {
-        if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
-            error = "cannot create [" + dir + "]: " + std::strerror(errno);
-            return false;
-        }
-    }
-    chmod(folder.c_str(), 0700);
+    std::string folder;
+    if (!ConfigFolder::prepare(folder, error)) return false;
+    const std::string path = folder + "/" + kTrustFileName;
     // Several hosts may share the file: read, merge and replace under a lock.
     const int lockFd = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (lockFd < 0 || flock(lockFd, LOCK_EX) != 0) {
@@ -366,8 +350,8 @@ bool ServerCertificates::writeFile(const std::string& path, const std::vector<En
 }
 
 std::string ServerCertificates::trustFilePath(std::string& error) {
-    const std::string base = configHome(error);
-    return base.empty() ? base : base + "/com.norva.Tollbridge/" + kTrustFileName;
+    const std::string folder = ConfigFolder::locate(error);
+    return folder.empty() ? folder : folder + "/" + kTrustFileName;
 }
 
 std::vector<std::string> ServerCertificates::reasons(uint32_t flags) {

@@ -264,7 +264,6 @@ void SingleSignOn::refresh(bool silentSignIn) {
             onTokens(response, false);
             return;
         }
-        ptree doc;
         const bool refused = response.status >= 400 && response.status < 500;
         if (silentSignIn) {
             // The kept session is over: sign in through the pages instead.
