@@ -13,13 +13,12 @@
 #include <vector>
 
 #include "KamailioFixture.h"
+#include "PasswordSignIns.h"
 #include "Samples.h"
-#include "SignedInHost.h"
 #include "SipPeer.h"
 
 using namespace std::chrono_literals;
 using tessel::test::KamailioFixture;
-using tessel::test::SignedInHost;
 using tessel::test::SipPeer;
 using Clock = std::chrono::steady_clock;
 
@@ -27,28 +26,6 @@ using pelabench::percentile;
 using pelabench::report;
 
 namespace {
-
-bool viaHost(KamailioFixture& sip, int count, std::vector<double>& ms) {
-    SignedInHost page(sip);
-    if (!page.start("tcp")) {
-        fprintf(stderr, "host: %s\n", page.why().c_str());
-        return false;
-    }
-    for (int i = 0; i < count; ++i) {
-        std::chrono::microseconds took{0};
-        if (!page.signIn("alice", "", &took)) {
-            fprintf(stderr, "host sign-in %d: %s\n", i, page.why().c_str());
-            return false;
-        }
-        ms.push_back(took.count() / 1000.0);
-        page.call("logout", "{}");
-        if (!page.waitForEvent("lifecyclestatechanged", 10s)) {
-            fprintf(stderr, "host: no sign-out after logout %d\n", i);
-            return false;
-        }
-    }
-    return true;
-}
 
 bool viaBareCore(KamailioFixture& sip, int count, std::vector<double>& ms) {
     // Paced like the host, which gives the engine a round every millisecond.
@@ -86,7 +63,7 @@ int main(int argc, char** argv) {
     }
     std::vector<double> host;
     std::vector<double> bare;
-    if (!viaHost(sip, count, host) || !viaBareCore(sip, count, bare)) {
+    if (!pelabench::passwordSignIns(sip, count, host) || !viaBareCore(sip, count, bare)) {
         return 1;
     }
     report("host (pipe to pipe)", "sign-ins", host);

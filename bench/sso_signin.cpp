@@ -16,6 +16,7 @@
 
 #include "IdentityProvider.h"
 #include "KamailioFixture.h"
+#include "PasswordSignIns.h"
 #include "Samples.h"
 #include "SignedInHost.h"
 
@@ -63,25 +64,6 @@ bool throughProvider(SignedInHost& page, IdentityProvider& idp, int count, std::
     return true;
 }
 
-bool withPassword(KamailioFixture& sip, int count, std::vector<double>& ms) {
-    SignedInHost page(sip);
-    if (!page.start("tcp")) {
-        fprintf(stderr, "host: %s\n", page.why().c_str());
-        return false;
-    }
-    for (int i = 0; i < count; ++i) {
-        std::chrono::microseconds took{0};
-        if (!page.signIn("alice", "", &took)) {
-            fprintf(stderr, "password sign-in %d: %s\n", i, page.why().c_str());
-            return false;
-        }
-        ms.push_back(took.count() / 1000.0);
-        page.call("logout", "{}");
-        page.waitForEvent("lifecyclestatechanged", 10s);
-    }
-    return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -110,7 +92,7 @@ int main(int argc, char** argv) {
     }
     std::vector<double> sso;
     std::vector<double> password;
-    if (!throughProvider(page, idp, count, sso) || !withPassword(sip, count, password)) return 1;
+    if (!throughProvider(page, idp, count, sso) || !pelabench::passwordSignIns(sip, count, password)) return 1;
     report("provider: completed -> loggedin", "sign-ins", sso);
     report("password: credentials -> loggedin", "sign-ins", password);
     printf("through the provider: %.2fx the password sign-in at the median\n",

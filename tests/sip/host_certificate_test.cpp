@@ -16,7 +16,7 @@
 
 using namespace std::chrono_literals;
 using boost::property_tree::ptree;
-using tessel::test::CertificateSpec;
+using tessel::test::CertificateShape;
 using tessel::test::KamailioFixture;
 using tessel::test::makeCertificate;
 using tessel::test::SignedInHost;
@@ -25,10 +25,6 @@ using tessel::test::TestCertificate;
 namespace {
 
 const char* const kName = "localhost";
-
-std::string jsonText(const std::string& text) {
-    return "\"" + text + "\"";
-}
 
 // The content of an "invalidcertificate" event.
 struct Report {
@@ -77,7 +73,8 @@ protected:
     void startHost(SignedInHost& page) {
         page.setEngineConfig("[zep]\ndns_servers=127.0.0.1\n");
         ASSERT_TRUE(page.start()) << page.why();
-        ptree set = page.call("setProperty", "{\"LoryAddressList\": [" + jsonText(sip.tlsAddress(kName)) + "]}");
+        ptree set =
+            page.call("setProperty", "{\"LoryAddressList\": [" + pelatest::jsonQuote(sip.tlsAddress(kName)) + "]}");
         ASSERT_EQ(SignedInHost::field(set, "error"), "");
     }
 
@@ -94,16 +91,17 @@ protected:
             },
             20s, nullptr));
         if (asked) {
-            ASSERT_EQ(SignedInHost::field(page.call("setUserProfileEmailAddress",
-                                                    "{\"email\": " + jsonText(user + "@" + sip.domain()) + "}"),
-                                          "error"),
-                      "");
+            ASSERT_EQ(
+                SignedInHost::field(page.call("setUserProfileEmailAddress",
+                                              "{\"email\": " + pelatest::jsonQuote(user + "@" + sip.domain()) + "}"),
+                                    "error"),
+                "");
             ASSERT_TRUE(page.waitForEvent("userprofilecredentialsrequired", 20s, &prompt));
         }
         const std::string id = SignedInHost::field(prompt, "content.authenticatorId");
-        ptree sent =
-            page.call("setUserProfileCredentials", "{\"authenticator\": " + id + ", \"username\": " + jsonText(user) +
-                                                       ", \"password\": " + jsonText(sip.password(user)) + "}");
+        ptree sent = page.call("setUserProfileCredentials",
+                               "{\"authenticator\": " + id + ", \"username\": " + pelatest::jsonQuote(user) +
+                                   ", \"password\": " + pelatest::jsonQuote(sip.password(user)) + "}");
         ASSERT_EQ(SignedInHost::field(sent, "error"), "");
     }
 
@@ -127,7 +125,7 @@ protected:
 
     static std::string decide(SignedInHost& page, const std::string& fingerprint, bool accept) {
         return SignedInHost::field(
-            page.call("handleInvalidCertificate", "{\"certFingerprint\": " + jsonText(fingerprint) +
+            page.call("handleInvalidCertificate", "{\"certFingerprint\": " + pelatest::jsonQuote(fingerprint) +
                                                       ", \"accept\": " + (accept ? "true" : "false") + "}"),
             "error");
     }
@@ -179,9 +177,10 @@ TEST_F(HostCertificateTest, SelfSignedRejectedThenAcceptedKeptAndAskedAgainWhenR
 
     // Bad answers change nothing: an unknown fingerprint, the reference id in its place.
     EXPECT_EQ(decide(page, std::string(self.fingerprint).replace(0, 2, "00"), true), "eInvalidArgument");
-    EXPECT_EQ(SignedInHost::field(page.call("handleInvalidCertificate",
-                                            "{\"referenceId\": " + jsonText(report.reference) + ", \"accept\": true}"),
-                                  "error"),
+    EXPECT_EQ(SignedInHost::field(
+                  page.call("handleInvalidCertificate",
+                            "{\"referenceId\": " + pelatest::jsonQuote(report.reference) + ", \"accept\": true}"),
+                  "error"),
               "eInvalidArgument");
 
     // Rejected: the connection fails and nothing tries again with it.

@@ -26,15 +26,6 @@ namespace {
 
 const char* const kSecret = "shared-with-the-registrar";
 
-std::string quoted(const std::string& text) {
-    std::string out = "\"";
-    for (char c : text) {
-        if (c == '"' || c == '\\') out += '\\';
-        out += c;
-    }
-    return out + "\"";
-}
-
 // A query parameter of an address, "" when absent.
 std::string parameter(const std::string& url, const std::string& name) {
     std::smatch match;
@@ -82,10 +73,10 @@ protected:
         options.configHome = configHome;
         auto page = std::make_unique<SignedInHost>(*s_sip, options);
         EXPECT_TRUE(page->start()) << page->why();
-        EXPECT_EQ(
-            SignedInHost::field(
-                page->call("setProperty", "{\"TftpAddressList\": [" + quoted(idp.provisioning()) + "]}"), "error"),
-            "");
+        EXPECT_EQ(SignedInHost::field(page->call("setProperty", "{\"TftpAddressList\": [" +
+                                                                    pelatest::jsonQuote(idp.provisioning()) + "]}"),
+                                      "error"),
+                  "");
         return page;
     }
 
@@ -96,7 +87,8 @@ protected:
         if (addressAsked) {
             EXPECT_NE(page.waitForEventFrom("userprofileemailaddressrequired", from, nullptr), SignedInHost::npos);
             EXPECT_EQ(SignedInHost::field(
-                          page.call("setUserProfileEmailAddress", "{\"email\": " + quoted(address) + "}"), "error"),
+                          page.call("setUserProfileEmailAddress", "{\"email\": " + pelatest::jsonQuote(address) + "}"),
+                          "error"),
                       "");
         }
         return navigateTo(page, from);
@@ -112,8 +104,9 @@ protected:
     }
 
     ptree completed(SignedInHost& page, const std::string& url, int result = 0) {
-        return page.call("ssoNavigationCompleted", "{\"result\": " + std::to_string(result) + ", \"url\": " +
-                                                       quoted(url) + ", \"document\": \"<html><body></body></html>\"}");
+        return page.call("ssoNavigationCompleted", "{\"result\": " + std::to_string(result) +
+                                                       ", \"url\": " + pelatest::jsonQuote(url) +
+                                                       ", \"document\": \"<html><body></body></html>\"}");
     }
 
     // Waits for "ssosigninrequired" after from; its first error text.

@@ -248,6 +248,15 @@ std::string disconnect(const std::string& clientId) {
     return "{\"norvaChannelMessage\":{\"client\":{\"id\":\"" + clientId + "\"},\"clientConnected\":false}}";
 }
 
+std::string jsonQuote(const std::string& text) {
+    std::string out = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') out += '\\';
+        out += c;
+    }
+    return out + "\"";
+}
+
 boost::property_tree::ptree parseJson(const std::string& text) {
     std::istringstream in(text);
     boost::property_tree::ptree tree;

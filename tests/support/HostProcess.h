@@ -96,6 +96,8 @@ std::string request(const std::string& clientId, const std::string& hostname, co
                     const std::string& messageId, const std::string& contentJson = "");
 std::string disconnect(const std::string& clientId);
 boost::property_tree::ptree parseJson(const std::string& text);
+// text as a JSON string, quotes and backslashes escaped.
+std::string jsonQuote(const std::string& text);
 // Path into norvaChannelMessage.norvaSDKServerMessage, "" when absent.
 std::string serverField(const boost::property_tree::ptree& message, const std::string& key);
 bool isReplyTo(const boost::property_tree::ptree& message, const std::string& messageId);

@@ -15,14 +15,6 @@ namespace {
 // Sign-in over loopback is quick; this bounds a stuck step, not a slow one.
 constexpr std::chrono::milliseconds kStepTimeout = 20s;
 
-std::string quoted(const std::string& text) {
-    std::string out = "\"";
-    for (char c : text) {
-        if (c == '"' || c == '\\') out += '\\';
-        out += c;
-    }
-    return out + "\"";
-}
 }  // namespace
 
 SignedInHost::SignedInHost(KamailioFixture& sip, pelatest::HostProcess::Options options)
@@ -60,7 +52,7 @@ bool SignedInHost::start(const std::string& transport) {
     }
     if (!waitForEvent("multimediacapabilitiesstarted", kStepTimeout)) return fail("framework did not start");
     const std::string address = m_sip.hostPort() + ";transport=" + transport;
-    ptree set = call("setProperty", "{\"LoryAddressList\": [" + quoted(address) + "]}");
+    ptree set = call("setProperty", "{\"LoryAddressList\": [" + pelatest::jsonQuote(address) + "]}");
     if (!field(set, "error").empty()) return fail("setProperty LoryAddressList: " + field(set, "error"));
     return true;
 }
@@ -86,7 +78,8 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password,
         kStepTimeout, &m_seen);
     if (!credentials) return fail("no sign-in prompt after startSignIn");
     if (asked) {
-        ptree email = call("setUserProfileEmailAddress", "{\"email\": " + quoted(user + "@" + m_sip.domain()) + "}");
+        ptree email =
+            call("setUserProfileEmailAddress", "{\"email\": " + pelatest::jsonQuote(user + "@" + m_sip.domain()) + "}");
         if (!field(email, "error").empty()) return fail("setUserProfileEmailAddress: " + field(email, "error"));
         if (!waitForEvent("userprofilecredentialsrequired", kStepTimeout, &event)) {
             return fail("no credentials prompt after the e-mail address");
@@ -96,7 +89,8 @@ bool SignedInHost::signIn(const std::string& user, const std::string& password,
     const auto sentAt = std::chrono::steady_clock::now();
     ptree sent = call("setUserProfileCredentials",
                       "{\"authenticator\": " + (authenticator.empty() ? std::string("0") : authenticator) +
-                          ", \"username\": " + quoted(user) + ", \"password\": " + quoted(secret) + "}");
+                          ", \"username\": " + pelatest::jsonQuote(user) +
+                          ", \"password\": " + pelatest::jsonQuote(secret) + "}");
     if (!field(sent, "error").empty()) return fail("setUserProfileCredentials: " + field(sent, "error"));
     if (!waitForEvent("loggedin", kStepTimeout)) return fail("not signed in");
     if (credentialsToLoggedIn != nullptr) {

@@ -36,7 +36,7 @@ bool addExtension(X509* cert, X509* issuer, int nid, const std::string& value) {
 
 }  // namespace
 
-TestCertificate makeCertificate(const CertificateSpec& spec, const TestCertificate* issuer) {
+TestCertificate makeCertificate(const CertificateShape& shape, const TestCertificate* issuer) {
     TestCertificate out;
     std::unique_ptr<EVP_PKEY, Free> key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
     std::unique_ptr<X509, Free> cert(X509_new());
@@ -57,19 +57,19 @@ TestCertificate makeCertificate(const CertificateSpec& spec, const TestCertifica
     static long serial = 1000;
     X509_set_version(cert.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), ++serial);
-    X509_gmtime_adj(X509_getm_notBefore(cert.get()), spec.validFromSeconds);
-    X509_gmtime_adj(X509_getm_notAfter(cert.get()), spec.validToSeconds);
+    X509_gmtime_adj(X509_getm_notBefore(cert.get()), shape.validFromSeconds);
+    X509_gmtime_adj(X509_getm_notAfter(cert.get()), shape.validToSeconds);
     X509_set_pubkey(cert.get(), key.get());
     X509_NAME* name = X509_get_subject_name(cert.get());
     X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("Pela tests"), -1, -1,
                                0);
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>(spec.commonName.c_str()), -1, -1, 0);
+                               reinterpret_cast<const unsigned char*>(shape.commonName.c_str()), -1, -1, 0);
     X509* signer = issuerCert ? issuerCert.get() : cert.get();
     X509_set_issuer_name(cert.get(), X509_get_subject_name(signer));
 
     bool ok = true;
-    if (spec.authority) {
+    if (shape.authority) {
         ok = ok && addExtension(cert.get(), signer, NID_basic_constraints, "critical,CA:TRUE");
         ok = ok && addExtension(cert.get(), signer, NID_key_usage, "critical,keyCertSign,cRLSign");
     } else {
@@ -78,9 +78,9 @@ TestCertificate makeCertificate(const CertificateSpec& spec, const TestCertifica
         ok = ok && addExtension(cert.get(), signer, NID_ext_key_usage, "serverAuth");
     }
     ok = ok && addExtension(cert.get(), signer, NID_subject_key_identifier, "hash");
-    if (!spec.dnsNames.empty()) {
+    if (!shape.dnsNames.empty()) {
         std::string names;
-        for (const std::string& dns : spec.dnsNames) names += (names.empty() ? "DNS:" : ",DNS:") + dns;
+        for (const std::string& dns : shape.dnsNames) names += (names.empty() ? "DNS:" : ",DNS:") + dns;
         ok = ok && addExtension(cert.get(), signer, NID_subject_alt_name, names);
     }
     EVP_PKEY* signingKey = issuerKey ? issuerKey.get() : key.get();

@@ -17,7 +17,7 @@ struct TestCertificate {
     std::string fingerprint;
 };
 
-struct CertificateSpec {
+struct CertificateShape {
     std::string commonName;
     std::vector<std::string> dnsNames;      // subjectAltName DNS entries
     long validFromSeconds = -3600;          // notBefore, relative to now
@@ -27,7 +27,7 @@ struct CertificateSpec {
 
 // Signed by issuer, or self-signed when issuer is null. An empty result
 // (certPem "") when OpenSSL fails.
-TestCertificate makeCertificate(const CertificateSpec& spec, const TestCertificate* issuer = nullptr);
+TestCertificate makeCertificate(const CertificateShape& shape, const TestCertificate* issuer = nullptr);
 
 }  // namespace test
 }  // namespace tessel

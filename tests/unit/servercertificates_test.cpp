@@ -15,7 +15,7 @@
 #include "HostProcess.h"
 #include "TestCertificates.h"
 
-using tessel::test::CertificateSpec;
+using tessel::test::CertificateShape;
 using tessel::test::makeCertificate;
 using tessel::test::TestCertificate;
 using tessel::zep::CertificateReport;
