@@ -1,6 +1,7 @@
 #include "clients/ClientManager.h"
 
 #include <map>
+#include <set>
 
 #include "clients/ClientInfo.h"
 #include "clients/ConfirmDialog.h"
@@ -27,9 +28,10 @@ namespace {
 
 const char* const kChromeType = "Chrome";
 
-// Waiting for the dialog's answer without limit would let a dialog that never
-// answers freeze the task handler, so we give up after this long.
-const long kAcdShutdownWaitMs = 10000;
+// An open dialog closes within a turn of the desktop's main loop. One not yet
+// on screen answers only when the user does, and the task handler must not
+// wait for a person: past this the page's departure ends with the answer.
+const long kAcdShutdownWaitMs = 500;
 
 const char* boolText(bool value) {
     return value ? "true" : "false";
@@ -55,6 +57,9 @@ struct ClientManagerCore {
     std::map<std::string, ClientInfo> clients;
     std::map<std::string, std::shared_ptr<ConfirmDialog>> acdDialogs;
     std::map<std::string, std::shared_ptr<ozk::Event>> acdShutdownEvents;
+    // Clients that left while their dialog was not yet on screen; each one's
+    // answer finishes its departure.
+    std::set<std::string> acdAbandoned;
     ozk::Mutex mutex;
     std::weak_ptr<ITaskSink> taskSink;
     std::shared_ptr<IZepWCmdClient> cmdClient;
@@ -66,6 +71,7 @@ struct ClientManagerCore {
     bool registerNewClient(const ChannelClient& client);
     bool updateKnownClient(const ChannelClient& client, ClientInfo info);
     bool unregisterChannelClient(const std::shared_ptr<ChannelClient>& client);
+    void finishUnregister(const std::string& id);
     std::vector<std::string> getAuthorizedClientIds();
     AuthStatus getClientAuthStatus(const std::shared_ptr<ChannelClient>& client);
     void showUserAuthorization(const std::shared_ptr<ChannelClient>& client,
@@ -210,6 +216,10 @@ bool ClientManagerCore::unregisterChannelClient(const std::shared_ptr<ChannelCli
     std::shared_ptr<ozk::Event> spShutdownEvent;
     {
         ozk::ScopedLock lock(mutex);
+        if (acdShutdownEvents.count(id) != 0) {
+            PELA_LOG4(log, kSrc, "Client id=[" << id << "] is already leaving. Its ACD answer ends it.");
+            return true;
+        }
         auto it = acdDialogs.find(id);
         if (it != acdDialogs.end()) {
             if (it->second) {
@@ -228,28 +238,35 @@ bool ClientManagerCore::unregisterChannelClient(const std::shared_ptr<ChannelCli
     if (spDialog) {
         spDialog->endConfirmLoadDialog();
         if (!spShutdownEvent->timedWait(kAcdShutdownWaitMs)) {
-            PELA_LOG4(log, kSrc,
-                      "UNEXPECTED ACD for client id=[" << id << "] did not close within " << kAcdShutdownWaitMs
-                                                       << " ms. Unregister anyway.");
+            ozk::ScopedLock lock(mutex);
+            // The answer may have come just now; if not, it finishes the job.
+            if (acdDialogs.count(id) != 0) {
+                PELA_LOG4(log, kSrc,
+                          "ACD for client id=[" << id << "] not closed within " << kAcdShutdownWaitMs
+                                                << " ms (not on screen yet). The client leaves when it is answered.");
+                acdAbandoned.insert(id);
+                return true;
+            }
         }
     }
 
-    size_t total = 0;
-    size_t registered = 0;
-    {
-        ozk::ScopedLock lock(mutex);
-        acdShutdownEvents.erase(id);
-        clients.erase(id);
-        total = clients.size();
-        registered = getAuthorizedClientIds().size();
-        PELA_LOG4(log, kSrc, "clients remaining: total=" << total << " registered=" << registered);
-    }
+    ozk::ScopedLock lock(mutex);
+    finishUnregister(id);
+    return true;
+}
+
+// Called with the mutex held.
+void ClientManagerCore::finishUnregister(const std::string& id) {
+    acdShutdownEvents.erase(id);
+    clients.erase(id);
+    const size_t total = clients.size();
+    const size_t registered = getAuthorizedClientIds().size();
+    PELA_LOG4(log, kSrc, "clients remaining: total=" << total << " registered=" << registered);
 
     // The framework runs only while some authorized page is there.
     if (registered == 0) {
         _fireStop();
     }
-    return true;
 }
 
 std::vector<std::string> ClientManagerCore::getAuthorizedClientIds() {
@@ -405,6 +422,10 @@ void ClientManagerCore::confirmLoadCallback(const std::string& clientId, bool ca
         PELA_LOG4(log, kSrc, "UNEXPECTED ACD map for client id=[" << clientId << "] contains empty sp");
     }
 
+    // A page that left while its dialog was not yet on screen: the user's
+    // choice still counts for the site, but there is nobody to tell.
+    const bool leaving = acdShutdownEvents.count(clientId) != 0;
+
     info.setIsAuthPending(false);
     if (cancelled) {
         // Only unregistering cancels; the entry is about to go, so leave it be.
@@ -424,7 +445,9 @@ void ClientManagerCore::confirmLoadCallback(const std::string& clientId, bool ca
             whitelist->unWhitelistSite(site, log);
         }
         clients[clientId] = info;
-        _fireAuthorization(clientId, userConfirm);
+        if (!leaving) {
+            _fireAuthorization(clientId, userConfirm);
+        }
     }
 
     PELA_LOG4(log, kSrc, "Check for ACD shutdown event");
@@ -436,6 +459,10 @@ void ClientManagerCore::confirmLoadCallback(const std::string& clientId, bool ca
         } else {
             PELA_LOG4(log, kSrc, "UNEXPECTED entry in ACD shutdown event map has NULL event pointer.");
         }
+    }
+    // Unregistering stopped waiting for this answer: the departure ends here.
+    if (acdAbandoned.erase(clientId) != 0) {
+        finishUnregister(clientId);
     }
 }
 
