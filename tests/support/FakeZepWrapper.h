@@ -136,6 +136,9 @@ public:
         }
         if (hook) hook();
     }
+    // Always due soon: the fake has no timers of its own.
+    long dispatcherIdleMs() override { return isStarted() ? 1 : -1; }
+    void setDispatcherWakeUp(std::function<void()>) override {}
     int logout() override { return rec("logout"); }
     void setLoryAddressList(const std::vector<std::string>& a) override { rec("setLoryAddressList", a); }
     void setTftpAddressList(const std::vector<std::string>& a) override { rec("setTftpAddressList", a); }

@@ -272,6 +272,44 @@ TEST_F(ProcessTaskTest, HandlerThreadExecutesQueuedTasksInOrderAndStopsTheFramew
     EXPECT_EQ(m_spCmdcli->stopCount(), 1);
 }
 
+TEST_F(ProcessTaskTest, RunningFrameworkIsPumpedWhenItsWorkIsDueOrItWakesTheHandler) {
+    auto spInQueue = std::make_shared<TaskQueue>();
+    m_spHandler->setTaskSource(spInQueue);
+    m_spCmdcli->setStarted(true);
+    m_spCmdcli->setIdleMs(60 * 60 * 1000);  // an hour: the handler still looks every second
+    ASSERT_EQ(m_spHandler->start(), 0);
+    ASSERT_TRUE(m_log.waitFor("Task handler running", std::chrono::seconds(10)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+
+    // Idle: a pump a second at most, not one a millisecond.
+    int before = m_spCmdcli->pumpCount();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    const int idlePumps = m_spCmdcli->pumpCount() - before;
+    EXPECT_GE(idlePumps, 1) << "a framework that misjudges its timers still gets its turn";
+    EXPECT_LE(idlePumps, 3);
+
+    // Work from another of the framework's threads is pumped at once.
+    for (int i = 0; i < 3; ++i) {
+        before = m_spCmdcli->pumpCount();
+        ASSERT_TRUE(m_spCmdcli->wakeFromFramework()) << "the handler gave the framework a way to wake it";
+        EXPECT_TRUE(waitUntil([&] { return m_spCmdcli->pumpCount() > before; }, std::chrono::milliseconds(500)));
+    }
+
+    // A framework with work due every 10 ms gets about a hundred turns a second.
+    m_spCmdcli->setIdleMs(10);
+    spInQueue->push(makeTask("wake", m_journal));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    before = m_spCmdcli->pumpCount();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const int busyPumps = m_spCmdcli->pumpCount() - before;
+    EXPECT_GE(busyPumps, 10);
+    EXPECT_LE(busyPumps, 100);
+
+    m_spHandler->stop();
+    EXPECT_FALSE(m_spHandler->join());
+    EXPECT_FALSE(m_spCmdcli->wakeFromFramework()) << "no wake-up into a handler that is gone";
+}
+
 TEST_F(ProcessTaskTest, HandlerThreadEndsWhenItsTaskSourceIsGone) {
     ASSERT_EQ(m_spHandler->start(), 0);
     ASSERT_TRUE(m_log.waitFor("Task handler running", std::chrono::seconds(10)));

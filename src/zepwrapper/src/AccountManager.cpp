@@ -533,7 +533,7 @@ void AccountManager::serverUnreachable(const std::string& reason) {
                                              [&](ZepConnectionObserver& o) { o.onConnectionFailure(reason); });
     if (!m_retryCheckPosted) {
         m_retryCheckPosted = true;
-        m_context.queue.post([this] { checkRetry(); });
+        m_context.queue.postAt(m_backoff.dueAt(), [this] { checkRetry(); });
     }
 }
 
@@ -570,12 +570,13 @@ void AccountManager::clearCertificateDecision() {
 }
 
 void AccountManager::checkRetry() {
-    // Runs once per pump while a retry is armed: a deadline check, never a wait.
+    // Runs when the retry falls due; a later schedule (another failure
+    // meanwhile) moves the deadline, so look again then.
     m_retryCheckPosted = false;
     if (!m_backoff.armed() || m_pAccount == nullptr) return;
     if (!m_backoff.due(RetryBackoff::Clock::now())) {
         m_retryCheckPosted = true;
-        m_context.queue.post([this] { checkRetry(); });
+        m_context.queue.postAt(m_backoff.dueAt(), [this] { checkRetry(); });
         return;
     }
     m_backoff.disarm();
@@ -821,6 +822,10 @@ std::string AccountManager::sipDomain() const {
 
 std::string AccountManager::lineNumber() const {
     return m_pAccount ? m_user : std::string();
+}
+
+bool AccountManager::registering() const {
+    return m_pAccount != nullptr && linphone_account_get_state(m_pAccount) == LinphoneRegistrationProgress;
 }
 
 }  // namespace zep

@@ -57,6 +57,8 @@ public:
     // For the call manager. The account calls are placed through, null when
     // nobody is signed in.
     LinphoneAccount* currentAccount() const;
+    // A REGISTER is under way: the engine needs its rounds quickly.
+    bool registering() const;
     // The SIP domain of the signed-in identity ("example.com"), "" when none.
     std::string sipDomain() const;
     // The line's directory number (the account's user part), "" when none.

@@ -1,5 +1,6 @@
 #include "CallManager.h"
 
+#include <algorithm>
 #include <cctype>
 #include <fstream>
 #include <regex>
@@ -24,6 +25,13 @@ const std::chrono::milliseconds kDtmfSpacing(250);
 // How long a hold or resume waits for an offer and answer under way; a
 // re-INVITE's transaction gives up after 32 s, a page should hear sooner.
 const std::chrono::seconds kSettleWait(10);
+// Engine rounds while a call is set up or changed (every SIP message counts
+// for set-up time), and while all calls are settled (media runs on its own
+// threads; signalling only needs to stay responsive).
+const long kQuickRound = 1;
+const long kSettledCallRound = 20;
+// How often a waiting hold or resume looks whether the update has ended.
+const std::chrono::milliseconds kSettlePoll(5);
 
 LinphoneMediaDirection engineDirection(VideoDirection d) {
     switch (d) {
@@ -635,6 +643,21 @@ void CallManager::syncOfferedAudio(int callId) {
     entry->sdpMuted = entry->audioMuted;
 }
 
+long CallManager::msUntilEngineRound() const {
+    if (m_calls.empty()) return -1;
+    for (const auto& item : m_calls) {
+        switch (linphone_call_get_state(item.second.call)) {
+            case LinphoneCallStateStreamsRunning:
+            case LinphoneCallStatePaused:
+            case LinphoneCallStatePausedByRemote:
+                continue;
+            default:
+                return kQuickRound;
+        }
+    }
+    return kSettledCallRound;
+}
+
 int CallManager::hold(int callId) {
     Entry* entry = find(callId);
     if (entry == nullptr) return ApiReturnCodeEnum::eInvalidCallId;
@@ -673,8 +696,9 @@ void CallManager::runWaiting(int callId) {
     Entry* entry = find(callId);
     if (entry == nullptr || !entry->waiting) return;  // ended meanwhile
     if (negotiating(entry->call)) {
-        if (std::chrono::steady_clock::now() < entry->waitingUntil) {
-            m_context.queue.post([this, callId] { runWaiting(callId); });
+        const auto now = std::chrono::steady_clock::now();
+        if (now < entry->waitingUntil) {
+            m_context.queue.postAt(now + kSettlePoll, [this, callId] { runWaiting(callId); });
             return;
         }
         ZEP_LOG(OZKLogLevelWarning, kSrc,
@@ -749,9 +773,13 @@ void CallManager::pumpDtmf() {
         waiting |= !entry.dtmfPending.empty();
     }
     if (waiting) {
-        // A deadline checked on each pump, never a wait.
+        // The pump sleeps until the first call's next digit is due.
+        auto next = std::chrono::steady_clock::time_point::max();
+        for (const auto& item : m_calls) {
+            if (!item.second.dtmfPending.empty()) next = std::min(next, item.second.dtmfNext);
+        }
         m_dtmfPosted = true;
-        m_context.queue.post([this] { pumpDtmf(); });
+        m_context.queue.postAt(next, [this] { pumpDtmf(); });
     }
 }
 

@@ -15,6 +15,7 @@ public:
     std::chrono::seconds schedule(Clock::time_point now);
     bool armed() const { return m_armed; }
     bool due(Clock::time_point now) const { return m_armed && now >= m_due; }
+    Clock::time_point dueAt() const { return m_due; }
     // The attempt is being made; the delay keeps growing until reset().
     void disarm() { m_armed = false; }
     // Reached the server: the next failure starts from the shortest delay.

@@ -1,6 +1,7 @@
 #include "ZepWrapperImpl.h"
 
 #include <exception>
+#include <utility>
 
 #include <zepwrapper/ZepStartupObserver.h>
 
@@ -102,6 +103,29 @@ void ZepWrapperImpl::pumpNextDispatcherTask() {
     m_devices.pump();
     m_http.pump();
     m_sso.pump();
+}
+
+namespace {
+// The engine's round when nothing is under way: its timers (registration
+// refresh, retransmissions) and an incoming INVITE wait at most this long.
+const long kIdleEngineRound = 50;
+}  // namespace
+
+long ZepWrapperImpl::dispatcherIdleMs() {
+    if (!m_started) return -1;
+    long wait = m_queue.msUntilDue(DispatchQueue::Clock::now());
+    auto atMost = [&wait](long ms) {
+        if (ms >= 0 && (wait < 0 || ms < wait)) wait = ms;
+    };
+    atMost(m_calls.msUntilEngineRound());
+    // Replies to a REGISTER or an HTTP request are read on the pump.
+    if (m_account.registering() || m_http.busy()) atMost(1);
+    atMost(kIdleEngineRound);
+    return wait;
+}
+
+void ZepWrapperImpl::setDispatcherWakeUp(std::function<void()> wake) {
+    m_queue.setWakeUp(std::move(wake));
 }
 
 void ZepWrapperImpl::onSoundDevicesChanged() {

@@ -43,6 +43,8 @@ public:
     int logout() override;
     bool isStarted() const override;
     void pumpNextDispatcherTask() override;
+    long dispatcherIdleMs() override;
+    void setDispatcherWakeUp(std::function<void()> wake) override;
     void setLoryAddressList(const std::vector<std::string>& addresses) override;
     void setTftpAddressList(const std::vector<std::string>& addresses) override;
     void setCtiAddressList(const std::vector<std::string>& addresses) override;

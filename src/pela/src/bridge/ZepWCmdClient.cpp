@@ -1,5 +1,7 @@
 #include "bridge/ZepWCmdClient.h"
 
+#include <utility>
+
 #include <zepwrapper/ZepWrapper.h>
 
 #include "threading/ScopedLock.h"
@@ -51,6 +53,21 @@ void ZepWCmdClient::pumpNextDispatcherTask() {
         return;
     }
     m_pZepW->pumpNextDispatcherTask();
+}
+
+long ZepWCmdClient::dispatcherIdleMs() {
+    ozk::ScopedLock lock(m_mutex);
+    if (!m_started) {
+        return -1;
+    }
+    return m_pZepW->dispatcherIdleMs();
+}
+
+void ZepWCmdClient::setDispatcherWakeUp(std::function<void()> wake) {
+    ozk::ScopedLock lock(m_mutex);
+    if (m_pZepW != nullptr) {
+        m_pZepW->setDispatcherWakeUp(std::move(wake));
+    }
 }
 
 bool ZepWCmdClient::isZepWrapperStarted() {

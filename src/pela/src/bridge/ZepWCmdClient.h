@@ -25,6 +25,8 @@ public:
     void stopZepWrapper() override;
     void pumpNextDispatcherTask() override;
     bool isZepWrapperStarted() override;
+    long dispatcherIdleMs() override;
+    void setDispatcherWakeUp(std::function<void()> wake) override;
 
 private:
     mutable ozk::Mutex m_mutex;

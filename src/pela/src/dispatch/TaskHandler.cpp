@@ -1,5 +1,7 @@
 #include "dispatch/TaskHandler.h"
 
+#include <algorithm>
+
 #include "bridge/IZepWCmdClient.h"
 #include "dispatch/TaskContext.h"
 #include "logging/LogMacros.h"
@@ -9,8 +11,10 @@ static const char* const kSrc = "src/pela/src/TaskHandler";
 namespace tessel {
 
 namespace {
-// The idle pump rate of the framework's dispatcher.
-const long kWakeUpWaitMs = 1;
+// Bounds on the sleep between two pumps of a running framework: never a spin,
+// and never so long that a framework misjudging its timers goes deaf.
+const long kMinPumpWaitMs = 1;
+const long kMaxPumpWaitMs = 1000;
 }  // namespace
 
 TaskHandler::TaskHandler() = default;
@@ -77,13 +81,24 @@ void TaskHandler::run() {
     m_wakeUp.set();
     PELA_LOG4(m_log, kSrc, "Task handler running");
 
+    // Work the framework gets from its other threads wakes us like a task.
+    if (std::shared_ptr<IZepWCmdClient> spZepCmdcli = m_wpZepCmdcli.lock()) {
+        std::weak_ptr<TaskHandler> weakSelf = self;
+        spZepCmdcli->setDispatcherWakeUp([weakSelf] {
+            if (std::shared_ptr<TaskHandler> handler = weakSelf.lock()) {
+                handler->notifyNewTask();
+            }
+        });
+    }
+
     while (!m_stop) {
         std::shared_ptr<IZepWCmdClient> spZepCmdcli = m_wpZepCmdcli.lock();
-        // The framework gets its turn every millisecond while it runs; before
-        // it starts there is nothing to pump, so the handler sleeps until a
-        // task comes (a task is also what starts it).
-        const bool pumping = spZepCmdcli && spZepCmdcli->isZepWrapperStarted();
-        const bool woken = pumping ? m_wakeUp.timedWait(kWakeUpWaitMs) : m_wakeUp.wait();
+        // The framework says when its next work is due: soon while calls are
+        // set up, rarely while idle. Before it starts nothing is due, so the
+        // handler sleeps until a task comes (a task is also what starts it).
+        const long due = spZepCmdcli ? spZepCmdcli->dispatcherIdleMs() : -1;
+        const bool woken =
+            due < 0 ? m_wakeUp.wait() : m_wakeUp.timedWait(std::min(std::max(due, kMinPumpWaitMs), kMaxPumpWaitMs));
         if (woken) {
             std::shared_ptr<ITaskSource> spTaskSource = m_wpTaskSource.lock();
             if (!spTaskSource) {
@@ -111,6 +126,7 @@ void TaskHandler::run() {
     // The framework is stopped here, on the thread its queued work ran on.
     if (std::shared_ptr<IZepWCmdClient> spZepCmdcli = m_wpZepCmdcli.lock()) {
         spZepCmdcli->stopZepWrapper();
+        spZepCmdcli->setDispatcherWakeUp(nullptr);
     }
     _unregisterObserver();
     PELA_LOG4(m_log, kSrc, "Task handler exiting");

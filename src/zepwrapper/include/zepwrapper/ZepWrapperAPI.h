@@ -7,6 +7,7 @@
 // callbacks run on that thread too, from pumpNextDispatcherTask().
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +34,14 @@ public:
     virtual bool isStarted() const = 0;
     // Runs the engine once and then the framework's own queued work.
     virtual void pumpNextDispatcherTask() = 0;
+    // How long (ms) the pumping thread may sleep before the next pump is due:
+    // short while calls are set up, longer while idle; -1 when nothing is
+    // ever due (not started).
+    virtual long dispatcherIdleMs() = 0;
+    // Called from whatever thread gives the framework work while the pumping
+    // thread sleeps (sound devices, the video window); may be called from
+    // the pumping thread too. It must only wake that thread.
+    virtual void setDispatcherWakeUp(std::function<void()> wake) = 0;
     virtual void setLoryAddressList(const std::vector<std::string>& addresses) = 0;
     virtual void setTftpAddressList(const std::vector<std::string>& addresses) = 0;
     virtual void setCtiAddressList(const std::vector<std::string>& addresses) = 0;
