@@ -15,6 +15,7 @@
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 struct OZKLogger {
@@ -35,6 +36,8 @@ struct State {
     std::mutex mutex;  // guards logger and modules
     std::shared_ptr<spdlog::logger> logger;
     std::map<std::string, std::unique_ptr<OZKLogger>> modules;
+
+    int fileLockFd = -1;  // held while our file is in use (guarded by mutex)
 
     std::mutex sinkMutex;              // guards and serialises the test hook
     std::atomic<bool> hasSink{false};  // spares records the hook lock when unused
@@ -142,6 +145,46 @@ void appendEscaped(std::string& out, const char* text) {
     }
 }
 
+// How many hosts of one user can each have a log of their own.
+const int kMaxLogOwners = 8;
+
+// path with "-n" before its extension ("softphone-2.log").
+std::string numberedPath(const std::string& path, int n) {
+    if (n <= 1) return path;
+    const size_t slash = path.rfind('/');
+    const size_t dot = path.rfind('.');
+    const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash + 1);
+    const std::string suffix = "-" + std::to_string(n);
+    return hasExtension ? path.substr(0, dot) + suffix + path.substr(dot) : path + suffix;
+}
+
+// Two processes rotating one file would rename it under each other and lose
+// records: each takes the first log whose lock file nobody holds. The lock
+// sits beside the log because rotation renames the log itself. Returns the
+// path to use and the descriptor that holds it (-1 when locking is not
+// possible there: the plain path then, as before).
+std::string claimLogPath(const std::string& path, int& lockFd) {
+    lockFd = -1;
+    for (int n = 1; n <= kMaxLogOwners; ++n) {
+        const std::string candidate = numberedPath(path, n);
+        const int fd = open((candidate + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode);
+        if (fd < 0) return path;
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
+            lockFd = fd;
+            return candidate;
+        }
+        close(fd);
+    }
+    return path;
+}
+
+void releaseLogLock(State& s) {
+    if (s.fileLockFd >= 0) {
+        close(s.fileLockFd);  // closing drops the lock
+        s.fileLockFd = -1;
+    }
+}
+
 std::shared_ptr<spdlog::logger> currentLogger() {
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
@@ -173,6 +216,12 @@ int OZKLogger_initializeWithLimits(const char* path, size_t maxBytes, size_t max
     // Whatever happens below, records no longer go to an earlier file.
     replaceLogger(nullptr);
 
+    {
+        State& s = state();
+        std::lock_guard<std::mutex> lock(s.mutex);
+        releaseLogLock(s);
+    }
+
     std::string filePath = path != nullptr ? path : "";
     if (filePath.empty()) {
         fprintf(stderr, "OZKLogger: no log file path; logging disabled\n");
@@ -183,7 +232,14 @@ int OZKLogger_initializeWithLimits(const char* path, size_t maxBytes, size_t max
         return -1;
     }
     std::string error;
-    if (!makeParentFolders(filePath, error) || !createPrivateFile(filePath, error)) {
+    if (!makeParentFolders(filePath, error)) {
+        reportDisabled(filePath, error);
+        return -1;
+    }
+    int lockFd = -1;
+    filePath = claimLogPath(filePath, lockFd);
+    if (!createPrivateFile(filePath, error)) {
+        if (lockFd >= 0) close(lockFd);
         reportDisabled(filePath, error);
         return -1;
     }
@@ -203,7 +259,11 @@ int OZKLogger_initializeWithLimits(const char* path, size_t maxBytes, size_t max
         // goes to disk at once.
         logger->flush_on(spdlog::level::info);
         replaceLogger(logger);
+        State& s = state();
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.fileLockFd = lockFd;
     } catch (const std::exception& e) {
+        if (lockFd >= 0) close(lockFd);
         reportDisabled(filePath, e.what());
         return -1;
     }
@@ -212,6 +272,9 @@ int OZKLogger_initializeWithLimits(const char* path, size_t maxBytes, size_t max
 
 void OZKLogger_shutdown(void) {
     replaceLogger(nullptr);
+    State& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    releaseLogLock(s);
 }
 
 OZKLogger* OZKLogger_getLogger(const char* moduleName) {

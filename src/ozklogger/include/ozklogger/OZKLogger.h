@@ -26,6 +26,8 @@ enum OZKLogLevel {
 
 // Opens (creating folders 0700 and the file 0600) the rotating log at path:
 // 10 MB per file, the current file and 5 older ones.
+// The file belongs to this process while it logs there: when another process
+// holds it, the first free of "name-2.ext" ... "name-8.ext" is used instead.
 // A path that cannot be opened disables logging with one line on stderr.
 // Returns 0 on success, non-zero when logging is disabled. A later call
 // replaces the earlier file.
