@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include <zepwrapper/ZepConnectionObserver.h>
 #include <zepwrapper/ZepStartupObserver.h>
 
 #include "StateFolder.h"
@@ -50,8 +51,20 @@ void ZepWrapperImpl::start() {
         ZEP_LOG(OZKLogLevelError, kSrc, "start failed, state folder unusable: " << error);
         return;
     }
+    std::string holder;
+    if (!m_stateLock.acquire(folder, holder)) {
+        // Two engines on one folder would corrupt its files and fight over
+        // the SIP account. Pages hear why; the next start tries again.
+        ZEP_LOG(OZKLogLevelError, kSrc, "start failed, state folder [" << folder << "] in use: " << holder);
+        const std::string reason =
+            "another softphone host (" + holder + ") is running for this user, for another browser or profile";
+        m_context.deliver<ZepConnectionObserver>("onConnectionFailure",
+                                                 [&](ZepConnectionObserver& o) { o.onConnectionFailure(reason); });
+        return;
+    }
     if (!m_engine.start(folder, error)) {
         ZEP_LOG(OZKLogLevelError, kSrc, "start failed: " << error);
+        m_stateLock.release();
         return;
     }
     m_started = true;
@@ -88,6 +101,7 @@ void ZepWrapperImpl::stop() {
     m_engine.stop();
     const size_t dropped = m_queue.clear();
     if (dropped > 0) ZEP_LOG(OZKLogLevelInfo, kSrc, "stop: dropped [" << dropped << "] queued tasks");
+    m_stateLock.release();
     m_stopping = false;
     ZEP_LOG(OZKLogLevelInfo, kSrc, "stopped");
 }

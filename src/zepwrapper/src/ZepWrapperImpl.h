@@ -20,6 +20,7 @@
 #include "Ringer.h"
 #include "SingleSignOn.h"
 #include "SoundServer.h"
+#include "StateLock.h"
 
 namespace tessel {
 namespace zep {
@@ -121,6 +122,8 @@ private:
     void notifyStopped();
     int notSupported(const char* operation) const;
 
+    // Taken first, released last: the engine's files are ours only meanwhile.
+    StateLock m_stateLock;
     ObserverRegistry m_observers;
     DispatchQueue m_queue;
     LinphoneEngine m_engine;

@@ -30,7 +30,9 @@ void ZepWCmdClient::startZepWrapper() {
         return;
     }
     m_pZepW->start();
-    m_started = true;
+    // A start that failed (another host holds the state) is tried again by
+    // the next page that asks, rather than taken for a running framework.
+    m_started = m_pZepW->isStarted();
 }
 
 ZepWrapperAPI* ZepWCmdClient::getZepWrapper() const {
