@@ -18,6 +18,7 @@ namespace {
 
 const char* const kUserAgentName = "ZepWrapper";
 const char* const kUserAgentVersion = "4.0";
+const int kNoRtpTimeoutSeconds = 30;
 
 }  // namespace
 
@@ -74,6 +75,11 @@ void LinphoneEngine::configure() {
     linphone_core_set_video_display_filter(m_pCore, kVideoAreaFilterName);
     if (!linphone_config_has_entry(config, "video", "size")) {
         linphone_core_set_preferred_video_definition_by_name(m_pCore, "vga");
+    }
+    // A far end that vanishes (power, network) sends no BYE: a call that has
+    // had no RTP for this long is over. A held call sends none and is spared.
+    if (!linphone_config_has_entry(config, "rtp", "nortp_timeout")) {
+        linphone_core_set_nortp_timeout(m_pCore, kNoRtpTimeoutSeconds);
     }
     // The engine's ring and ring-back play a sound file it does not ship, at
     // a volume PulseAudio ignores: the framework plays its own.
