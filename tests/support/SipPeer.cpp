@@ -181,6 +181,16 @@ bool SipPeer::start(std::chrono::milliseconds timeout) {
     return true;
 }
 
+void SipPeer::vanish() {
+    if (m_pid > 0) {
+        kill(m_pid, SIGKILL);
+        pelatest::reaped(m_pid, std::chrono::seconds(5));
+    }
+    m_pid = -1;
+    if (m_fd >= 0) close(m_fd);
+    m_fd = -1;
+}
+
 void SipPeer::stop() {
     if (m_pid > 0) {
         send(m_fd, "quit\n", 5, MSG_NOSIGNAL);

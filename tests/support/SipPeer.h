@@ -64,6 +64,9 @@ public:
     bool start(std::chrono::milliseconds timeout = std::chrono::seconds(20));
     // "quit", then SIGTERM and SIGKILL if it lingers.
     void stop();
+    // Vanishes without a word, as a phone that loses power or network: no
+    // BYE, no more RTP.
+    void vanish();
 
     // Sends a command line and waits for its reply. true for "ok ...";
     // the reply line is stored in *reply either way ("" on timeout).
