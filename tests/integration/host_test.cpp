@@ -156,6 +156,9 @@ TEST_P(HostFraming, WhitelistedPageStartsTheFrameworkAndOnlyAuthorizedPagesGetEv
 
     // An unauthorized page is known to the host before the framework starts.
     call(host, "stranger", "unknown.example.org", "init", "s1");
+    // Nor is the SIP engine loaded yet: pages that only look pay nothing for it.
+    const std::string maps = "/proc/" + std::to_string(host.pid()) + "/maps";
+    EXPECT_EQ(readFile(maps).find("liblinphone"), std::string::npos);
 
     std::vector<std::string> seen;
     host.send(request("owner", "phone.example.com", "init", "o1"));
@@ -172,6 +175,7 @@ TEST_P(HostFraming, WhitelistedPageStartsTheFrameworkAndOnlyAuthorizedPagesGetEv
         15s, &seen);
     ASSERT_TRUE(started) << "framework did not report start";
     EXPECT_TRUE(replied);
+    EXPECT_NE(readFile(maps).find("liblinphone"), std::string::npos);
     for (const auto& text : seen) {
         auto m = parseJson(text);
         if (isEvent(m, "multimediacapabilitiesstarted")) {

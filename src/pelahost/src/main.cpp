@@ -125,6 +125,7 @@ int __main(int argc, char** argv) {
         auto spOutQueue = std::make_shared<TaskQueue>();
 
         auto spZepCmdcli = std::make_shared<ZepWCmdClient>();
+        spZepCmdcli->setLog(log);
 
         auto spClientManager = std::make_shared<ClientManager>();
         spClientManager->setLog(log);

@@ -2,18 +2,20 @@
 
 #include <utility>
 
-#include <zepwrapper/ZepWrapper.h>
-
 #include "threading/ScopedLock.h"
 
 namespace tessel {
 
-ZepWCmdClient::ZepWCmdClient() {
+ZepWCmdClient::ZepWCmdClient() : m_spProxy(std::make_unique<ZepWrapperProxy>()) {
     ozk::ScopedLock lock(m_mutex);
-    if (m_pZepW == nullptr) {
-        m_pZepW = zepWrapperGetInterface();
-    }
+    m_pZepW = m_spProxy.get();
     m_started = false;
+}
+
+void ZepWCmdClient::setLog(ILog* log) {
+    if (m_spProxy) {
+        m_spProxy->setLog(log);
+    }
 }
 
 ZepWCmdClient::ZepWCmdClient(ZepWrapperAPI* pZepW) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
+
 #include "bridge/IZepWCmdClient.h"
+#include "bridge/ZepWrapperProxy.h"
 #include "threading/Mutex.h"
 
 namespace tessel {
@@ -11,7 +14,8 @@ namespace tessel {
 // stop does nothing.
 class ZepWCmdClient : public IZepWCmdClient {
 public:
-    // Takes the library's interface object.
+    // The library's interface object, through a proxy that loads the
+    // library when the framework is first needed.
     ZepWCmdClient();
     // Drives the given interface instead (a test framework); may be null.
     explicit ZepWCmdClient(ZepWrapperAPI* pZepW);
@@ -19,6 +23,9 @@ public:
     ~ZepWCmdClient() override;
     ZepWCmdClient(const ZepWCmdClient&) = delete;
     ZepWCmdClient& operator=(const ZepWCmdClient&) = delete;
+
+    // Where the proxy logs the library's loading; no effect on a given interface.
+    void setLog(ILog* log);
 
     void startZepWrapper() override;
     ZepWrapperAPI* getZepWrapper() const override;
@@ -29,6 +36,7 @@ public:
     void setDispatcherWakeUp(std::function<void()> wake) override;
 
 private:
+    std::unique_ptr<ZepWrapperProxy> m_spProxy;
     mutable ozk::Mutex m_mutex;
     ZepWrapperAPI* m_pZepW = nullptr;
     bool m_started = false;

@@ -30,8 +30,37 @@ struct ApiReturnCodeEnum {
         eSyntaxError = 19,
         eOperationFailed = 20
     };
-    // The wire name; "" for a value outside 0..20.
-    static std::string toString(int code);
+    // The wire name; "" for a value outside 0..20. Inline: the host needs it
+    // before (and without) loading the framework's library.
+    static std::string toString(int code) {
+        // Indexed by value; the names go on the wire in "error".
+        static const char* const kNames[] = {"eNoError",
+                                             "eInvalidCallId",
+                                             "eCallNotFound",
+                                             "eCreateCallFailed",
+                                             "eNoActiveDevice",
+                                             "eTftpNotConfigured",
+                                             "eCallOperationFailed",
+                                             "eLoggedInLock",
+                                             "eLogoutFailed",
+                                             "eLoryNotConfigured",
+                                             "eWindowAlreadyExists",
+                                             "eInvalidState",
+                                             "eCtiNotConfigured",
+                                             "eNoPhoneMode",
+                                             "eNoWindowExists",
+                                             "eInvalidArgument",
+                                             "eOperationNotSupported",
+                                             "eCapabilityMissing",
+                                             "eNotUserAuthorized",
+                                             "eSyntaxError",
+                                             "eOperationFailed"};
+        const int count = static_cast<int>(sizeof kNames / sizeof kNames[0]);
+        if (code < 0 || code >= count) {
+            return std::string();
+        }
+        return kNames[code];
+    }
 };
 
 typedef ApiReturnCodeEnum::ApiReturnCode ApiReturnCode;
