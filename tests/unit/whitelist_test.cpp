@@ -198,7 +198,7 @@ TEST_F(WhitelistTest, FolderAndFileArePrivateWhateverTheUmask) {
 // Several host processes and threads add sites at once: no entry is lost.
 TEST_F(WhitelistTest, ConcurrentWritersLoseNothing) {
     const int kWriters = 5;  // three processes, then two threads of this one
-    const int kEach = 200;  // a thousand writes in all
+    const int kEach = 200;   // a thousand writes in all
     auto site = [](int w, int i) {
         return StringUtil::utf8ToWcs(std::to_string(w) + "-" + std::to_string(i) + ".test");
     };
