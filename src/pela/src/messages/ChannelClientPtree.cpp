@@ -20,12 +20,6 @@ bool takeString(const char* key, Ptree& tree, std::string& out, ILog* log) {
     return TaskParamUtil::removeString(key, tree, false, out, log) == ApiReturnCodeEnum::eNoError;
 }
 
-void putIfNotEmpty(Ptree& tree, const char* key, const std::string& value) {
-    if (!value.empty()) {
-        tree.push_back(Ptree::value_type(key, Ptree(value)));
-    }
-}
-
 }  // namespace
 
 bool ChannelClientPtree::fromPtree(const Ptree& tree, ILog* log, const std::shared_ptr<ChannelClient>& client) {
@@ -60,11 +54,9 @@ Ptree ChannelClientPtree::toPtree(const std::shared_ptr<ChannelClient>& client) 
     if (!client) {
         return tree;
     }
-    // "type" is deliberately not written back to the page.
-    putIfNotEmpty(tree, "id", client->getId());
-    putIfNotEmpty(tree, "url", client->getUrl());
-    putIfNotEmpty(tree, "name", client->getName());
-    putIfNotEmpty(tree, "hostname", client->getHostname());
+    forEachMember(*client, [&tree](const char* key, const std::string& value) {
+        tree.push_back(Ptree::value_type(key, Ptree(value)));
+    });
     return tree;
 }
 

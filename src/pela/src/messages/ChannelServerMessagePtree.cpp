@@ -10,13 +10,14 @@ Ptree ChannelServerMessagePtree::toPtree(const std::shared_ptr<ChannelServerMess
     if (!message) {
         return tree;
     }
-    if (message->getClient()) {
-        tree.push_back(Ptree::value_type("client", ChannelClientPtree::toPtree(message->getClient())));
-    }
-    if (message->getSDKServerMessage()) {
-        tree.push_back(
-            Ptree::value_type("norvaSDKServerMessage", SDKServerMessagePtree::toPtree(message->getSDKServerMessage())));
-    }
+    forEachMember(
+        *message,
+        [&tree, &message](const char* key, const ChannelClient&) {
+            tree.push_back(Ptree::value_type(key, ChannelClientPtree::toPtree(message->getClient())));
+        },
+        [&tree, &message](const char* key, const SDKServerMessage&) {
+            tree.push_back(Ptree::value_type(key, SDKServerMessagePtree::toPtree(message->getSDKServerMessage())));
+        });
     return tree;
 }
 

@@ -11,8 +11,7 @@
 #include "messages/ChannelClientMessage.h"
 #include "messages/ChannelClientMessagePtree.h"
 #include "messages/ChannelServerMessage.h"
-#include "messages/ChannelServerMessagePtree.h"
-#include "messages/JSONHack.h"
+#include "messages/JSONWriter.h"
 #include "messages/Ptree.h"
 
 namespace tessel {
@@ -104,11 +103,9 @@ std::string JSONParse::toJSONChannelServerMessage(std::shared_ptr<ChannelServerM
         return std::string();
     }
     try {
-        Ptree root;
-        root.push_back(Ptree::value_type("norvaChannelMessage", ChannelServerMessagePtree::toPtree(message)));
-        std::ostringstream out;
-        boost::property_tree::write_json(out, root, true);
-        return JSONHack::postprocessJSON(out.str());
+        // The same bytes as write_json(pretty) + JSONHack::postprocessJSON
+        // of ChannelServerMessagePtree's tree (JSONWriter::writeChannelServerMessageReference).
+        return JSONWriter::writeChannelServerMessage(*message);
     } catch (const std::exception& e) {
         PELA_LOG4(m_log, kSrc, "Syntax error: toJSONChannelServerMessage failed " << e.what());
     } catch (...) {

@@ -17,6 +17,8 @@ public:
     const std::string& getError() const { return m_error; }
     const std::string& getName() const { return m_name; }
     std::shared_ptr<Ptree> getContent() const { return m_spContent; }
+    // The same pointer without a copy (no reference count traffic).
+    const std::shared_ptr<Ptree>& content() const { return m_spContent; }
     void setMessageId(const std::string& v) { m_messageId = v; }
     void setReplyToMessageId(const std::string& v) { m_replyToMessageId = v; }
     void setError(const std::string& v) { m_error = v; }
