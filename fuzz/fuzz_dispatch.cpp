@@ -208,9 +208,11 @@ void send(Host& host, const std::string& message) {
     }
     if (request.isRequest && ascii(request.messageId)) {
         const bool mayStaySilent = request.name == "dockUpdate";
-        // Nesting too deep for the reader is refused before anything is read:
-        // there is no request to answer, only the log line.
-        const bool unread = host.log.contains("nesting deeper than");
+        // Nesting too deep for the reader, and text reserved for the writer
+        // (which an error reply would echo), are refused before anything is
+        // read: there is no request to answer, only the log line.
+        const bool unread =
+            host.log.contains("nesting deeper than") || host.log.contains("reserved for the JSON writer");
         if (replies > 1 || (replies == 0 && !mayStaySilent && !unread)) {
             fail("a request did not get exactly one reply", message);
         }
