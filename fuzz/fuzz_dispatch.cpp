@@ -121,13 +121,18 @@ Request readRequest(const std::string& text) {
 }
 
 // Whether a secret is distinct enough that finding it in the log means it
-// leaked, rather than that it happens to spell a word the log uses anyway.
+// leaked, rather than that it spells what the log says anyway ("page-1]",
+// "nesting deeper than 256"): a password-like token of letters and digits,
+// both, at least 8 long, that the message holds only once.
 bool distinctive(const std::string& value, const std::string& message) {
     if (value.size() < 8) return false;
     bool digit = false, letter = false;
     for (unsigned char c : value) {
-        digit = digit || (c >= '0' && c <= '9');
-        letter = letter || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        const bool isDigit = c >= '0' && c <= '9';
+        const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (!isDigit && !isLetter) return false;
+        digit = digit || isDigit;
+        letter = letter || isLetter;
     }
     const size_t first = message.find(value);
     return digit && letter && first != std::string::npos && message.find(value, first + 1) == std::string::npos;
