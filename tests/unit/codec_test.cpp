@@ -121,6 +121,37 @@ TEST(JSONHackMarkers, EveryKindComesOutAsABareJsonValueAlsoInArrays) {
     }
 }
 
+// Page text is escaped with escapeUnicode before it goes out (a device name,
+// a title). Text that spells one of the markers, whole or once the bytes that
+// are not UTF-8 are dropped, must still go out as that text and as JSON.
+TEST(JSONHackEscaping, PageTextSpellingAMarkerGoesOutAsText) {
+    const std::string unicodeEscape = "CEB4CEB5CEB9CEBDCF8CCF82_JSONHack_UNICODE_ESCAPE";
+    const std::string texts[] = {
+        unicodeEscape + "zz",                                     // would become a bad backslash-u escape
+        "x" + unicodeEscape + "0041",                             // would become an A
+        "__3778923bsd-3SbR4201dl_wd_JSONHack_int_7",              // would lose its opening quote
+        "7__SUFFIX__23j#jHBzX?1!_",                               // would lose its closing quote
+        "__NrHPkPcDPMvviqiBycXr_ll_1",                            // a prefix without "JSONHack"
+        "lz_db4-sebqp2077,,4_JSONHack_TRUE",                      // would become true
+        "E69C80E9AB98_JSONHack_TEMP_ESCAPE",                      // would become a backslash-u
+        "CEB4CEB5CEB9CEBDCF8CCF82_JSON\xFFHack_UNICODE_ESCAPEq",  // spelled once the bad byte is dropped
+        "plain_text \\u0041 \xCE\xBB",                            // underscores alone change nothing
+    };
+    for (const std::string& text : texts) {
+        auto spContent = std::make_shared<Ptree>();
+        spContent->put("device", JSONHack::escapeUnicode(text));
+        const std::string json = encodeEvent(spContent);
+        Ptree tree;
+        std::istringstream in(json);
+        ASSERT_NO_THROW(boost::property_tree::read_json(in, tree)) << text << "\n" << json;
+        std::string expected = text;
+        const std::string::size_type bad = expected.find('\xFF');
+        if (bad != std::string::npos) expected.erase(bad, 1);
+        EXPECT_EQ(tree.get<std::string>("norvaChannelMessage.norvaSDKServerMessage.content.device"), expected) << json;
+    }
+    EXPECT_EQ(JSONHack::escapeUnicode("plain_text"), "plain_text");
+}
+
 TEST(JSONHackEscaping, Latin1StaysOneByteAndWiderCharactersBecomeUpperCaseEscapes) {
     // e with diaeresis (U+00EB) is one Latin-1 byte; lambda and zhong are escapes; above U+FFFF a surrogate pair.
     EXPECT_EQ(JSONHack::postprocessJSON(JSONHack::escapeUnicode("Zo\xC3\xAB \xCE\xBB\xE4\xB8\xAD a\xF0\x9F\x98\x80z")),
@@ -349,6 +380,27 @@ TEST(EnvelopeReading, MalformedUnknownAndDuplicateMembersFail) {
         parse(R"({"norvaChannelMessage": {"client": {"id": "p", "version": "2", "url": {"a": "b"}}}})", spMessage));
     EXPECT_EQ(spMessage->getClient()->getId(), "p");
     EXPECT_EQ(spMessage->getClient()->getUrl(), "");
+}
+
+// A request's id and the page's name and address go back out as they are:
+// text that spells the writer's sentinels would come out rewritten, or not as
+// JSON at all, so such a message is refused with a log line.
+TEST(EnvelopeReading, TextReservedForTheWriterIsRefused) {
+    const std::string escape = "CEB4CEB5CEB9CEBDCF8CCF82_JSONHack_UNICODE_ESCAPE";
+    const std::string cases[] = {
+        R"({"norvaChannelMessage": {"client": {"id": "p"}, "norvaSDKClientMessage": {"name": "hold", "messageId": ")" +
+            escape + R"(zz"}}})",
+        // Spelled with a JSON escape for the underscore, in a member name.
+        R"({"norvaChannelMessage": {"client": {"id": "p", "x__SUFFIX_\u005F23j#jHBzX?1!_": "1"}}})",
+    };
+    for (const std::string& text : cases) {
+        CapturingLog log;
+        std::shared_ptr<ChannelClientMessage> spMessage;
+        EXPECT_FALSE(parse(text, spMessage, &log)) << text;
+        EXPECT_TRUE(log.contains("reserved for the JSON writer")) << text;
+    }
+    std::shared_ptr<ChannelClientMessage> spMessage;
+    EXPECT_TRUE(parse(R"({"norvaChannelMessage": {"client": {"id": "p_1", "url": "https://a.test/x_y"}}})", spMessage));
 }
 
 // ---------------------------------------------------------------- log renderings

@@ -1,8 +1,8 @@
 #include "channel/StdinHandler.h"
 
-#include <cerrno>
 #include <cstdint>
 
+#include "channel/FrameReader.h"
 #include "channel/PlatformUtil.h"
 #include "dispatch/RecvChannelTextTask.h"
 #include "logging/LogMacros.h"
@@ -13,80 +13,9 @@ namespace tessel {
 
 namespace {
 
-// Payloads are read in pieces so memory follows what the peer sends, not what
-// it announces (a prefix may claim up to 4 GiB).
-const size_t kPayloadChunk = 64 * 1024;
-
 // One log line per missing byte tells how much of a cut frame was lost; past
 // this many the rest is missing too and more identical lines only fill the log.
 const size_t kMaxEofLinesPerFrame = 1024;
-
-// Whether a failed stdio read was only interrupted by a signal and may go on.
-bool interrupted(FILE* input) {
-    if (ferror(input) && !feof(input) && errno == EINTR) {
-        clearerr(input);
-        return true;
-    }
-    return false;
-}
-
-// Reads up to n bytes; fewer only at end of input or on a read error.
-size_t readBytes(FILE* input, char* buffer, size_t n) {
-    size_t got = 0;
-    while (got < n) {
-        errno = 0;
-        got += fread(buffer + got, 1, n - got, input);
-        if (got < n && !interrupted(input)) {
-            break;
-        }
-    }
-    return got;
-}
-
-// Appends up to length bytes to message; returns how many were missing.
-uint32_t readPayload(FILE* input, uint32_t length, std::string& message) {
-    uint32_t remaining = length;
-    while (remaining > 0) {
-        size_t chunk = remaining < kPayloadChunk ? remaining : kPayloadChunk;
-        size_t old = message.size();
-        message.resize(old + chunk);
-        size_t got = readBytes(input, &message[old], chunk);
-        message.resize(old + got);
-        remaining -= static_cast<uint32_t>(got);
-        if (got < chunk) {
-            break;
-        }
-    }
-    return remaining;
-}
-
-uint32_t assembleLength(const unsigned char prefix[4], bool bigEndian) {
-    if (bigEndian) {
-        return (uint32_t(prefix[0]) << 24) | (uint32_t(prefix[1]) << 16) | (uint32_t(prefix[2]) << 8) |
-               uint32_t(prefix[3]);
-    }
-    return uint32_t(prefix[0]) | (uint32_t(prefix[1]) << 8) | (uint32_t(prefix[2]) << 16) | (uint32_t(prefix[3]) << 24);
-}
-
-// Reads one line without its line feed. Fails, as a stream's getline does,
-// only when end of input or an error comes before any character: a last line
-// without a line feed is still delivered.
-bool readLine(FILE* input, std::string& line) {
-    for (;;) {
-        errno = 0;
-        int c = getc(input);
-        if (c == EOF) {
-            if (interrupted(input)) {
-                continue;
-            }
-            return !line.empty();
-        }
-        if (c == '\n') {
-            return true;
-        }
-        line.push_back(static_cast<char>(c));
-    }
-}
 
 // Packets that may carry passwords, or a sign-in's one-time code, never reach the log.
 bool mustHide(const std::string& message) {
@@ -144,32 +73,30 @@ void StdinHandler::eventWait() {
 
 void StdinHandler::run() {
     PELA_LOG4(m_pLog, kSrc, "Stdin handler running");
-    // Kept across iterations, like the length it holds.
-    unsigned char prefix[4] = {0, 0, 0, 0};
+    FrameReader reader(m_pInput, m_isRunByChrome, [this] { return readerIsBigEndian(m_pLog); });
     for (;;) {
         std::string message;
         bool broken = false;
         if (m_spInputState->isFailed()) {
             // A failed input stays failed, as a stream's fail state does.
             broken = true;
-        } else if (m_isRunByChrome) {
-            size_t got = readBytes(m_pInput, reinterpret_cast<char*>(prefix), sizeof(prefix));
-            if (got < sizeof(prefix)) {
-                // A short prefix leaves no length to trust: the channel is over.
+        } else {
+            FrameReader::Frame frame = reader.next();
+            message.swap(frame.message);
+            if (frame.inputOver) {
                 m_spInputState->setFailed();
-                if (feof(m_pInput)) {
-                    PELA_LOG4(m_pLog, kSrc, "stdin received EOF");
-                }
-                broken = true;
-            } else {
-                uint32_t length = assembleLength(prefix, readerIsBigEndian(m_pLog));
-                uint32_t missing = readPayload(m_pInput, length, message);
-                for (uint32_t i = 0; i < missing && i < kMaxEofLinesPerFrame; ++i) {
-                    PELA_LOG4(m_pLog, kSrc, "stdin received EOF");
+                // A short prefix leaves no length to trust: the channel is over
+                // at once. A failed line read ends it on the next turn.
+                if (m_isRunByChrome) {
+                    if (frame.atEof) {
+                        PELA_LOG4(m_pLog, kSrc, "stdin received EOF");
+                    }
+                    broken = true;
                 }
             }
-        } else if (!readLine(m_pInput, message)) {
-            m_spInputState->setFailed();
+            for (uint32_t i = 0; i < frame.missing && i < kMaxEofLinesPerFrame; ++i) {
+                PELA_LOG4(m_pLog, kSrc, "stdin received EOF");
+            }
         }
 
         if (broken) {

@@ -62,7 +62,39 @@ std::string JSONHack::getEmptyObject() {
     return _sEMPTYOBJECT;
 }
 
+bool JSONHack::spellsMarker(const std::string& text) {
+    if (text.find('_') == std::string::npos) {
+        return false;
+    }
+    const std::string cleaned = StringUtil::utf8ToEscString(text);
+    for (const std::string* marker :
+         {&_sFALSE, &_sTRUE, &_sINTPREFIX, &_sINTSUFFIX, &_sUINTPREFIX, &_sUINTSUFFIX, &_sLLPREFIX, &_sLLSUFFIX,
+          &_sEMPTYARRAY, &_sEMPTYOBJECT, &_sUNICODEESCAPE, &_sTEMPESCAPE}) {
+        if (text.find(*marker) != std::string::npos || cleaned.find(*marker) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::string JSONHack::escapeUnicode(const std::string& text) {
+    // Page text that spells a marker would be rewritten by postprocessJSON,
+    // some into text that is not JSON at all. Every marker has an underscore
+    // (so text without one is safe): the text's own then go out as escapes,
+    // and no piece can spell a marker any more.
+    if (spellsMarker(text)) {
+        std::string result;
+        std::string::size_type start = 0;
+        for (;;) {
+            std::string::size_type underscore = text.find('_', start);
+            result += escapeUnicode(text.substr(start, underscore - start));
+            if (underscore == std::string::npos) {
+                return result;
+            }
+            result += _sUNICODEESCAPE + "005F";
+            start = underscore + 1;
+        }
+    }
     // A backslash-u the user typed is parked so that it stays text; the
     // escapes made here travel as markers until postprocessJSON.
     std::string result = text;

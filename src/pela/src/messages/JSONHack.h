@@ -16,6 +16,10 @@ public:
     static std::string getEmptyObject();
     static std::string escapeUnicode(const std::string& text);
     static std::string postprocessJSON(const std::string& json);
+    // Whether text holds one of the sentinels, as it is or once the escaper
+    // has dropped its bytes that are not UTF-8. Such text from outside must
+    // not reach the writer as it is: postprocessJSON would rewrite it.
+    static bool spellsMarker(const std::string& text);
 
 private:
     static const std::string _sFALSE;

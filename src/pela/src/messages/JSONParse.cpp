@@ -51,6 +51,21 @@ bool nestingTooDeep(const std::string& text) {
     return false;
 }
 
+// Whether a member name or value holds the writer's sentinel text. Names and
+// values of a request go back out as they are (the request's id, the page's
+// name and address), where postprocessJSON would rewrite them.
+bool holdsMarker(const Ptree& tree) {
+    if (JSONHack::spellsMarker(tree.data())) {
+        return true;
+    }
+    for (const Ptree::value_type& member : tree) {
+        if (JSONHack::spellsMarker(member.first) || holdsMarker(member.second)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 bool JSONParse::parseChannelClientMessage(const std::string& text, std::shared_ptr<ChannelClientMessage>& message) {
@@ -69,6 +84,10 @@ bool JSONParse::parseChannelClientMessage(const std::string& text, std::shared_p
             return false;
         }
         if (root.empty()) {
+            return false;
+        }
+        if (holdsMarker(root)) {
+            PELA_LOG4(m_log, kSrc, "Syntax error: the message holds text reserved for the JSON writer");
             return false;
         }
         // Every top-level member is visited; the last one decides.
