@@ -11,6 +11,7 @@
 #include "messages/ChannelClientMessage.h"
 #include "messages/ChannelClientMessagePtree.h"
 #include "messages/ChannelServerMessage.h"
+#include "messages/JSONHack.h"
 #include "messages/JSONWriter.h"
 #include "messages/Ptree.h"
 
