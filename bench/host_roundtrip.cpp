@@ -1,11 +1,14 @@
 // Round-trip time of "getVersion" through the built host in Chrome framing,
 // next to a minimal echo host driven the same way, and the time from process
-// start to the first reply. Usage: host_roundtrip [requests] [starts]
+// start to the first reply. Usage: host_roundtrip [requests] [starts] [samples folder]
+// With a samples folder, each round trip (us) goes to host.txt and echo.txt
+// there, one per line (bench/roundtrip_cdf.sh plots them).
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -29,6 +32,8 @@ bool roundTrip(HostProcess& host, int i, double& micros) {
     return reply.find("\"" + id + "\"") != std::string::npos;
 }
 
+std::string g_samplesFolder;
+
 bool measure(const std::string& label, const std::string& exe, int requests) {
     HostProcess::Options o;
     o.executable = exe;
@@ -47,6 +52,10 @@ bool measure(const std::string& label, const std::string& exe, int requests) {
     }
     printf("%-10s getVersion round trip over %d requests: median %.1f us, p99 %.1f us\n", label.c_str(), requests,
            percentile(samples, 0.5), percentile(samples, 0.99));
+    if (!g_samplesFolder.empty()) {
+        std::ofstream out(g_samplesFolder + "/" + (label == "host" ? "host" : "echo") + ".txt");
+        for (double sample : samples) out << sample << "\n";
+    }
     host.closeInput();
     host.waitExit(std::chrono::seconds(5));
     return true;
@@ -76,6 +85,7 @@ bool startup(const std::string& exe, int starts) {
 int main(int argc, char** argv) {
     int requests = argc > 1 ? std::atoi(argv[1]) : 2000;
     int starts = argc > 2 ? std::atoi(argv[2]) : 20;
+    if (argc > 3) g_samplesFolder = argv[3];
     const std::string bin = PELA_BIN_DIR;
     bool ok = measure("host", bin + "/pelahost", requests) && measure("echo host", bin + "/echo_host", requests) &&
               startup(bin + "/pelahost", starts);
