@@ -1,6 +1,8 @@
 #include "bridge/ZepWrapperProxy.h"
 
 #include <dlfcn.h>
+#include <limits.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -17,6 +19,26 @@ static const char* const kSrc = "src/pela/src/ZepWrapperProxy";
 
 namespace {
 typedef ZepWrapperAPI* (*GetInterface)();
+
+// dlopen's own search cannot be relied on for the executable's run path: a
+// sanitizer's interceptor, for one, makes itself the caller whose run path
+// counts. So the places we install to are tried by full path first.
+void* openLibrary(const std::string& library) {
+    if (library.find('/') == std::string::npos) {
+        char exe[PATH_MAX + 1];
+        const ssize_t n = readlink("/proc/self/exe", exe, PATH_MAX);
+        if (n > 0) {
+            const std::string path(exe, static_cast<size_t>(n));
+            const std::string folder = path.substr(0, path.rfind('/'));
+            for (const std::string& candidate : {folder + "/" + library, folder + "/../lib/" + library}) {
+                if (access(candidate.c_str(), R_OK) == 0) {
+                    return dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
+                }
+            }
+        }
+    }
+    return dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
 }  // namespace
 
 ZepWrapperProxy::ZepWrapperProxy(std::string library) : m_library(std::move(library)) {}
@@ -45,7 +67,7 @@ ZepWrapperAPI* ZepWrapperProxy::loaded(const char* operation) {
             return nullptr;
         }
         const auto t0 = std::chrono::steady_clock::now();
-        void* handle = dlopen(m_library.c_str(), RTLD_NOW | RTLD_LOCAL);
+        void* handle = openLibrary(m_library);
         GetInterface get =
             handle != nullptr ? reinterpret_cast<GetInterface>(dlsym(handle, "zepWrapperGetInterface")) : nullptr;
         ZepWrapperAPI* pReal = get != nullptr ? get() : nullptr;

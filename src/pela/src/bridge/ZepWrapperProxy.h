@@ -22,8 +22,9 @@ namespace tessel {
 // answers eOperationFailed and the observers hear why once.
 class ZepWrapperProxy : public ZepWrapperAPI {
 public:
-    // library: the file name dlopen looks up (the host's own library folder
-    // comes first through its run path).
+    // library: a path, or a bare file name looked up beside the running
+    // executable (installed), then in ../lib from it (build tree), then where
+    // dlopen looks by itself.
     explicit ZepWrapperProxy(std::string library = "libZepWrapper.so");
     ~ZepWrapperProxy() override;
     ZepWrapperProxy(const ZepWrapperProxy&) = delete;
