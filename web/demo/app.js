@@ -366,6 +366,9 @@ const EVENTS = {
   externalwindowevent(content) {
     const first = state.window === null;
     state.window = windowState(content);
+    for (const key of Object.keys(state.windowAsked)) {
+      if (state.window[key] === state.windowAsked[key]) delete state.windowAsked[key];
+    }
     // Docked by this page, or found docked when the page (re)loads: this
     // page moves it. Docked by another page: that one does.
     if (!state.window.docking) follow(false);
@@ -639,13 +642,15 @@ async function onVolumeSet(event) {
 
 // ---------------------------------------------------------------------------
 // The video window. Its state is what the host says in "externalwindowevent";
-// a checkbox shows the value being sent until then.
+// a checkbox shows the value being sent until an event says the same, since
+// the reply can come before the event. A refusal shows the host's value again.
 
 async function onWindowCheck(box, key, command, param, words) {
   const value = box.checked;
   state.windowAsked[key] = value;
-  await act(words(value), (p) => p[command]({ [param]: value }), windowErrorWords);
-  delete state.windowAsked[key];
+  const result = await act(words(value), (p) => p[command]({ [param]: value }), windowErrorWords);
+  const settled = result === FAILED || (state.window && state.window[key] === value);
+  if (settled && state.windowAsked[key] === value) delete state.windowAsked[key];
   draw();
 }
 
