@@ -29,6 +29,20 @@ inline void report(const char* label, const char* what, const std::vector<double
            percentile(ms, 0.95), *std::min_element(ms.begin(), ms.end()));
 }
 
+// Resident memory of a process in kB; -1 when it cannot be read.
+inline long residentKb(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string key;
+    while (status >> key) {
+        if (key == "VmRSS:") {
+            long kb = 0;
+            status >> kb;
+            return kb;
+        }
+    }
+    return -1;
+}
+
 // Seconds of CPU a process has used (user + system).
 inline double cpuSeconds(pid_t pid) {
     std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");

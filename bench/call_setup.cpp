@@ -34,6 +34,7 @@
 
 #include "HostProcess.h"
 #include "KamailioFixture.h"
+#include "PhoneBed.h"
 #include "Samples.h"
 #include "SignedInHost.h"
 #include "SipPeer.h"
@@ -188,19 +189,8 @@ bool viaBareCore(KamailioFixture& sip, SipPeer& remote, int count, BareSteps& st
 int main(int argc, char** argv) {
     const int count = std::clamp(argc > 1 ? std::atoi(argv[1]) : 30, 1, 200);
     KamailioFixture sip;
-    if (!sip.start()) {
-        fprintf(stderr, "kamailio: %s\n", sip.error().c_str());
-        return 1;
-    }
-    SipPeer::Options options;
-    options.name = "bob";
-    options.autoAnswer = true;
-    options.paceMs = 1;
-    SipPeer remote(options);
-    if (!remote.start() || !remote.registerAs(sip, "bob", "tcp")) {
-        fprintf(stderr, "remote: %s\n", remote.error().c_str());
-        return 1;
-    }
+    SipPeer remote(pelabench::bobOptions(1));
+    if (!pelabench::startBed(sip, remote)) return 1;
     HostSteps host;
     BareSteps bare;
     if (!viaHost(sip, remote, count, host) || !viaBareCore(sip, remote, count, bare)) {

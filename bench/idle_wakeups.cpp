@@ -16,12 +16,16 @@
 
 #include "HostProcess.h"
 #include "KamailioFixture.h"
+#include "PhoneBed.h"
+#include "Samples.h"
 #include "SignedInHost.h"
 #include "SipPeer.h"
 
 using tessel::test::KamailioFixture;
 using tessel::test::SignedInHost;
 using tessel::test::SipPeer;
+
+using pelabench::residentKb;
 
 namespace {
 
@@ -49,19 +53,6 @@ long long contextSwitches(pid_t pid, int& threads) {
     return total;
 }
 
-long residentKb(pid_t pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string key;
-    while (status >> key) {
-        if (key == "VmRSS:") {
-            long kb = 0;
-            status >> kb;
-            return kb;
-        }
-    }
-    return -1;
-}
-
 void measure(const char* stage, pid_t pid, int seconds) {
     std::this_thread::sleep_for(std::chrono::seconds(1));  // let start-up work settle
     int threads = 0;
@@ -84,18 +75,8 @@ int main(int argc, char** argv) {
     }
 
     KamailioFixture sip;
-    if (!sip.start()) {
-        fprintf(stderr, "kamailio: %s\n", sip.error().c_str());
-        return 1;
-    }
-    SipPeer::Options options;
-    options.name = "bob";
-    options.autoAnswer = true;
-    SipPeer remote(options);
-    if (!remote.start() || !remote.registerAs(sip, "bob", "tcp")) {
-        fprintf(stderr, "remote: %s\n", remote.error().c_str());
-        return 1;
-    }
+    SipPeer bob(pelabench::bobOptions());
+    if (!pelabench::startBed(sip, bob)) return 1;
     SignedInHost page(sip);
     if (!page.start("tcp") || !page.signIn("alice")) {
         fprintf(stderr, "host: %s\n", page.why().c_str());

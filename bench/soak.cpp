@@ -19,6 +19,8 @@
 
 #include "HostProcess.h"
 #include "KamailioFixture.h"
+#include "PhoneBed.h"
+#include "Samples.h"
 #include "SignedInHost.h"
 #include "SipPeer.h"
 
@@ -29,20 +31,9 @@ using tessel::test::SipPeer;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-namespace {
+using pelabench::residentKb;
 
-long residentKb(pid_t pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string key;
-    while (status >> key) {
-        if (key == "VmRSS:") {
-            long kb = 0;
-            status >> kb;
-            return kb;
-        }
-    }
-    return -1;
-}
+namespace {
 
 int openDescriptors(pid_t pid) {
     DIR* dir = opendir(("/proc/" + std::to_string(pid) + "/fd").c_str());
@@ -74,18 +65,8 @@ struct Tally {
 int main(int argc, char** argv) {
     const int minutes = std::clamp(argc > 1 ? std::atoi(argv[1]) : 20, 1, 120);
     KamailioFixture sip;
-    if (!sip.start()) {
-        fprintf(stderr, "kamailio: %s\n", sip.error().c_str());
-        return 1;
-    }
-    SipPeer::Options options;
-    options.name = "bob";
-    options.autoAnswer = true;
-    SipPeer bob(options);
-    if (!bob.start() || !bob.registerAs(sip, "bob", "tcp")) {
-        fprintf(stderr, "bob: %s\n", bob.error().c_str());
-        return 1;
-    }
+    SipPeer bob(pelabench::bobOptions());
+    if (!pelabench::startBed(sip, bob)) return 1;
     SignedInHost page(sip);
     if (!page.start() || !page.signIn("alice")) {
         fprintf(stderr, "host: %s\n", page.why().c_str());
