@@ -55,13 +55,12 @@ protected:
         EXPECT_TRUE(page->waitForCallState("Connected", from)) << "the call did not connect";
         return id;
     }
+    // An "Idle" among what was read since from; reads nothing more.
     bool endedSince(size_t from) {
-        for (size_t i = from; i < page->seen().size(); ++i) {
-            ptree m = pelatest::parseJson(page->seen()[i]);
-            if (pelatest::isEvent(m, "callstatechange") && SignedInHost::field(m, "content.callState") == "Idle")
-                return true;
-        }
-        return false;
+        return page->waitForEventFrom(
+                   "callstatechange", from,
+                   [](const ptree& c) { return c.get<std::string>("callState", "") == "Idle"; }, nullptr,
+                   0ms) != SignedInHost::npos;
     }
 
     KamailioFixture sip;

@@ -19,10 +19,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-bool isEventNamed(const ptree& m, const char* name) {
-    return pelatest::isEvent(m, name);
-}
-
 TEST(HostInstancesTest, ASecondHostSaysWhyItCannotRunThePhoneAndTakesOverWhenTheFirstEnds) {
     KamailioFixture sip;
     ASSERT_TRUE(sip.start()) << sip.error();
@@ -40,8 +36,8 @@ TEST(HostInstancesTest, ASecondHostSaysWhyItCannotRunThePhoneAndTakesOverWhenThe
     bool started = false;
     ASSERT_TRUE(second.receiveUntil(
         [&](const ptree& m) {
-            started = started || isEventNamed(m, "multimediacapabilitiesstarted");
-            if (!isEventNamed(m, "connectionfailure")) return false;
+            started = started || pelatest::isEvent(m, "multimediacapabilitiesstarted");
+            if (!pelatest::isEvent(m, "connectionfailure")) return false;
             reason = pelatest::serverField(m, "content");
             return true;
         },
@@ -73,7 +69,7 @@ TEST(HostInstancesTest, ASecondHostSaysWhyItCannotRunThePhoneAndTakesOverWhenThe
     ASSERT_EQ(first.host().waitExit(10s), 0);
     second.send(pelatest::request("page-2", SignedInHost::kSite, "init", "init-2"));
     EXPECT_TRUE(
-        second.receiveUntil([](const ptree& m) { return isEventNamed(m, "multimediacapabilitiesstarted"); }, 20s));
+        second.receiveUntil([](const ptree& m) { return pelatest::isEvent(m, "multimediacapabilitiesstarted"); }, 20s));
     second.closeInput();
     EXPECT_EQ(second.waitExit(10s), 0);
 }

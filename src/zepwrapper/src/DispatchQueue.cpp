@@ -12,26 +12,21 @@ static const char* const kSrc = "src/zepwrapper/src/DispatchQueue";
 
 void DispatchQueue::post(Task task) {
     if (!task) return;
+    std::function<void()> wake;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_tasks.push_back(std::move(task));
+        wake = m_wake;
     }
-    wake();
+    if (wake) wake();
 }
 
 void DispatchQueue::postAt(Clock::time_point when, Task task) {
     if (!task) return;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_timed.emplace(when, std::move(task));
-    }
-    wake();
-}
-
-void DispatchQueue::wake() {
     std::function<void()> wake;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
+        m_timed.emplace(when, std::move(task));
         wake = m_wake;
     }
     if (wake) wake();

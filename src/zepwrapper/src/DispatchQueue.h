@@ -42,8 +42,6 @@ public:
     size_t size() const;
 
 private:
-    void wake();
-
     mutable std::mutex m_mutex;
     std::deque<Task> m_tasks;
     std::multimap<Clock::time_point, Task> m_timed;
