@@ -1,5 +1,7 @@
 #include "LinphoneEngine.h"
 
+#include <dlfcn.h>
+
 #include <sstream>
 
 #include <linphone/core.h>
@@ -20,6 +22,20 @@ const char* const kUserAgentName = "ZepWrapper";
 const char* const kUserAgentVersion = "4.0";
 const int kNoRtpTimeoutSeconds = 30;
 
+// Media plugins come only from a folder beside this library, not from the
+// system's: the one a desktop has there (a Qt display filter) would bring Qt
+// and its scene graph into the process, megabytes never used, since video is
+// drawn by our own filter. A packager may still put codecs in this folder.
+std::string ownPluginFolder() {
+    Dl_info info{};
+    std::string library;
+    if (dladdr(reinterpret_cast<void*>(&ownPluginFolder), &info) != 0 && info.dli_fname != nullptr) {
+        library = info.dli_fname;
+    }
+    const size_t slash = library.rfind('/');
+    return (slash == std::string::npos ? std::string(".") : library.substr(0, slash)) + "/zepwrapper/plugins";
+}
+
 }  // namespace
 
 LinphoneEngine::~LinphoneEngine() {
@@ -37,6 +53,7 @@ bool LinphoneEngine::start(const std::string& folder, std::string& error) {
     linphone_factory_set_config_dir(pFactory, dir.c_str());
     linphone_factory_set_data_dir(pFactory, dir.c_str());
     linphone_factory_set_download_dir(pFactory, dir.c_str());
+    linphone_factory_set_msplugins_dir(pFactory, ownPluginFolder().c_str());
 
     const std::string configPath = dir + "linphonerc";
     m_pCore = linphone_factory_create_core_3(pFactory, configPath.c_str(), nullptr, nullptr);
