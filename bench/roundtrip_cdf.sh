@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The round trip of "getVersion" through the built host and through the echo
-# host, as cumulative distributions in one PNG (default docs/roundtrip-cdf.png).
+# The round trip of "getVersion" through the built host, through the echo host
+# and through the echo host's three-thread relay, as cumulative distributions
+# in one PNG (default docs/roundtrip-cdf.png).
 # Needs a release build with benches (scripts/setup) and gnuplot, which it
 # installs when missing. Usage: bench/roundtrip_cdf.sh [requests, default 5000] [png]
 set -euo pipefail
@@ -11,7 +12,7 @@ command -v gnuplot >/dev/null || apt-get install -y gnuplot-nox >/dev/null
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 build/bin/host_roundtrip "$requests" 1 "$dir" | tee "$dir/summary.txt"
-for f in host echo; do
+for f in host echo relay; do
   sort -g "$dir/$f.txt" | awk -v n="$(wc -l < "$dir/$f.txt")" '{ print $1, NR / n }' > "$dir/$f.cdf"
 done
 gnuplot <<PLOT
@@ -24,6 +25,7 @@ set logscale x
 set key bottom right
 set grid
 plot "$dir/host.cdf" using 1:2 with lines lw 2 title "host", \
-     "$dir/echo.cdf" using 1:2 with lines lw 2 title "echo host (same framing, same driver)"
+     "$dir/echo.cdf" using 1:2 with lines lw 2 title "echo host (same framing, same driver)", \
+     "$dir/relay.cdf" using 1:2 with lines lw 2 title "echo through three threads and two queues"
 PLOT
 echo "wrote $png"
