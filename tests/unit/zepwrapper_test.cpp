@@ -206,7 +206,8 @@ TEST_F(ZepWrapperTest, EngineFilesLandInThePrivateStateFolder) {
     EXPECT_EQ(pelatest::modeOf(stateFolder()), 0700u);
     EXPECT_EQ(pelatest::modeOf(m_root + "/state/Marlin Web SDK"), 0700u);
     EXPECT_TRUE(pelatest::exists(stateFolder() + "/linphonerc"));
-    EXPECT_TRUE(pelatest::exists(stateFolder() + "/linphone.db"));
+    // No engine database: nothing a call leaves behind is written anywhere.
+    EXPECT_FALSE(pelatest::exists(stateFolder() + "/linphone.db"));
     // Nothing beside our folder, and nothing in the home folder.
     EXPECT_FALSE(pelatest::exists(m_root + "/state/Marlin Web SDK/zeplinphone.db"));
     EXPECT_FALSE(pelatest::exists(m_root + "/home/.local"));

@@ -93,6 +93,11 @@ void LinphoneEngine::configure() {
     if (!linphone_config_has_entry(config, "video", "size")) {
         linphone_core_set_preferred_video_definition_by_name(m_pCore, "vga");
     }
+    // The engine's database (call history, chats, friends) is never read:
+    // pages keep their own history. Without it no callee's address lands on
+    // disk, and a call's start and end wait for no database write.
+    linphone_config_set_string(config, "storage", "uri", "null");
+    linphone_config_set_int(config, "misc", "enable_call_history", 0);
     // A far end that vanishes (power, network) sends no BYE: a call that has
     // had no RTP for this long is over. A held call sends none and is spared.
     if (!linphone_config_has_entry(config, "rtp", "nortp_timeout")) {
