@@ -132,7 +132,7 @@ int main(int argc, char** argv) {
         }
         // Every tenth burst, a call placed and ended.
         if (nextId % 120 == 0) {
-            bob.poll();  // its event pipe must not fill up, or the phone stops answering
+            bob.poll();  // so that the phone's events do not pile up unread
             const std::string id = "call-" + std::to_string(nextId);
             outstanding.insert(id);
             host.send(pelatest::request(SignedInHost::kClientId, SignedInHost::kSite, "originate", id,

@@ -25,6 +25,7 @@
 #include <linphone/logging.h>
 #include <mediastreamer2/mediastream.h>
 #include <mediastreamer2/mswebcam.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -41,20 +42,40 @@ struct Options {
 // error, because the engine's default log handler prints there too.
 int g_protocolFd = STDOUT_FILENO;
 
-void emit(const std::string& line) {
-    // One write per line so a reader never sees half a line from us.
-    std::string out = line + "\n";
-    const char* p = out.data();
-    size_t left = out.size();
-    while (left > 0) {
-        const ssize_t n = write(g_protocolFd, p, left);
+// Lines the driver has not taken yet. A driver that reads us only now and
+// then must never stall the engine (a phone that stops answering), so we
+// never block on it: what the socket does not take now waits here.
+std::string g_unsent;
+const size_t kMostUnsent = 8u << 20;
+
+// Writes what the driver takes without waiting.
+void flushUnsent() {
+    while (!g_unsent.empty()) {
+        ssize_t n = send(g_protocolFd, g_unsent.data(), g_unsent.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (n < 0 && errno == ENOTSOCK) n = write(g_protocolFd, g_unsent.data(), g_unsent.size());  // run by hand
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            return;  // the driver went away; the EOF on stdin ends us
-        }
-        p += n;
-        left -= static_cast<size_t>(n);
+        if (n <= 0) return;  // full now (or the driver is gone: the EOF on stdin ends us)
+        g_unsent.erase(0, static_cast<size_t>(n));
     }
+}
+
+// Before exiting: what is left goes out if the driver takes it within a second.
+void flushBeforeExit() {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    for (flushUnsent(); !g_unsent.empty() && std::chrono::steady_clock::now() < deadline; flushUnsent()) {
+        pollfd pfd = {g_protocolFd, POLLOUT, 0};
+        if (poll(&pfd, 1, 100) < 0 && errno != EINTR) return;
+    }
+}
+
+void emit(const std::string& line) {
+    if (g_unsent.size() > kMostUnsent) {
+        std::fprintf(stderr, "driver reads nothing: dropping %zu bytes of events\n", g_unsent.size());
+        g_unsent.clear();
+    }
+    g_unsent += line;
+    g_unsent += '\n';
+    flushUnsent();
 }
 
 std::string stripPrefix(const char* text, const char* prefix) {
@@ -215,9 +236,10 @@ void Peer::run() {
     std::string pending;
     bool quit = false;
     while (!quit) {
-        pollfd pfd = {STDIN_FILENO, POLLIN, 0};
-        const int r = poll(&pfd, 1, m_options.paceMs);
-        if (r > 0) {
+        pollfd pfds[2] = {{STDIN_FILENO, POLLIN, 0}, {g_protocolFd, POLLOUT, 0}};
+        const int r = poll(pfds, g_unsent.empty() ? 1 : 2, m_options.paceMs);
+        flushUnsent();
+        if (r > 0 && (pfds[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
             char buf[1024];
             const ssize_t n = read(STDIN_FILENO, buf, sizeof buf);
             if (n < 0 && errno == EINTR) continue;
@@ -470,8 +492,10 @@ int main(int argc, char** argv) {
     Peer peer(options);
     if (!peer.init()) {
         emit("error core did not start");
+        flushBeforeExit();
         return 1;
     }
     peer.run();
+    flushBeforeExit();
     return 0;
 }
