@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "CapturingLog.h"
+#include "CommandTable.h"
 #include "FakeConfirmDialog.h"
 #include "FakeZepWCmdClient.h"
 #include "FakeZepWrapper.h"
@@ -33,7 +34,6 @@
 #include "dispatch/RecvChannelTextTask.h"
 #include "dispatch/SendChannelTextTask.h"
 #include "dispatch/TaskHandler.h"
-#include "dispatch/TaskRegistrar.h"
 #include "dispatch/TaskRegistry.h"
 #include "messages/Ptree.h"
 
@@ -240,15 +240,6 @@ void send(Host& host, const std::string& message) {
     }
 }
 
-std::shared_ptr<TaskRegistry> commandTable() {
-    static const std::shared_ptr<TaskRegistry> registry = [] {
-        auto r = std::make_shared<TaskRegistry>();
-        TaskRegistrar::registerTasks(r);
-        return r;
-    }();
-    return registry;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -269,7 +260,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string input(reinterpret_cast<const char*>(data), size);
     // The first line may choose the framing flag the task handler passes on.
     const bool byChrome = input.compare(0, 7, "!chrome") == 0;
-    Host host(log, commandTable(), byChrome);
+    Host host(log, test::commandTable(), byChrome);
     size_t start = 0, count = 0;
     while (start <= input.size() && count++ < kMaxMessages) {
         size_t end = input.find('\n', start);

@@ -8,11 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include "CommandTable.h"
 #include "TaskBench.h"
 #include "bridge/ZepWExternalWindowObserverImpl.h"
 #include "clients/ClientManager.h"
 #include "dispatch/TaskHandler.h"
-#include "dispatch/TaskRegistrar.h"
 #include "dispatch/TaskRegistry.h"
 #include "messages/ApiReturnCode.h"
 
@@ -38,15 +38,6 @@ const char* const kCommands[] = {
     "dockUpdate",
     "undockExternalWindow",
 };
-
-std::shared_ptr<TaskRegistry> commandTable() {
-    static const std::shared_ptr<TaskRegistry> registry = [] {
-        auto r = std::make_shared<TaskRegistry>();
-        TaskRegistrar::registerTasks(r);
-        return r;
-    }();
-    return registry;
-}
 
 const std::map<std::string, TaskRunner>& tasks() {
     static const std::map<std::string, TaskRunner> runners = [] {
