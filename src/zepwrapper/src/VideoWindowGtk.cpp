@@ -17,12 +17,9 @@
 
 #include "DockTarget.h"
 #include "VideoFrameSink.h"
-#include "ZepLog.h"
 
 namespace tessel {
 namespace zep {
-
-static const char* const kSrc = "src/zepwrapper/src/VideoWindowGtk";
 
 namespace {
 

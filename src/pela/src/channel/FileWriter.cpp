@@ -13,10 +13,10 @@ static const char* const kSrc = "src/pela/src/FileWriter";
 namespace {
 
 // strerror_r comes in two flavours; take the text from whichever this libc has.
-inline const char* errorText(const char* gnuResult, const char*) {
+[[maybe_unused]] inline const char* errorText(const char* gnuResult, const char*) {
     return gnuResult;
 }
-inline const char* errorText(int, const char* buffer) {
+[[maybe_unused]] inline const char* errorText(int, const char* buffer) {
     return buffer;
 }
 
