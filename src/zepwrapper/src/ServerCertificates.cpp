@@ -14,10 +14,10 @@
 #include <bctoolbox/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "ConfigFolder.h"
+#include "LockFile.h"
 #include "ZepLog.h"
 
 // The verify hook of belle-sip is marked deprecated in favour of a per-stack
@@ -269,19 +269,16 @@ bool ServerCertificates::trust(const CertificateReport& report, bool persist, st
     if (!ConfigFolder::prepare(folder, error)) return false;
     const std::string path = folder + "/" + kTrustFileName;
     // Several hosts may share the file: read, merge and replace under a lock.
-    const int lockFd = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (lockFd < 0 || flock(lockFd, LOCK_EX) != 0) {
-        error = "cannot lock the trust file: " + std::string(std::strerror(errno));
-        if (lockFd >= 0) close(lockFd);
+    LockFile fileLock;
+    std::string why;
+    if (fileLock.lock(path + ".lock", LockFile::Wait::Yes, why) != LockFile::Outcome::Locked) {
+        error = "cannot lock the trust file: " + why;
         return false;
     }
     std::vector<Entry> entries = readFile(path);
     entries.erase(std::remove_if(entries.begin(), entries.end(), same), entries.end());
     entries.push_back(entry);
-    const bool written = writeFile(path, entries, error);
-    flock(lockFd, LOCK_UN);
-    close(lockFd);
-    return written;
+    return writeFile(path, entries, error);
 }
 
 void ServerCertificates::forgetForTests() {

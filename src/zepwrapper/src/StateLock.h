@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "LockFile.h"
+
 namespace tessel {
 namespace zep {
 
@@ -21,10 +23,10 @@ public:
     // cannot be used (holder then says why).
     bool acquire(const std::string& folder, std::string& holder);
     void release();
-    bool held() const { return m_fd >= 0; }
+    bool held() const { return m_file.locked(); }
 
 private:
-    int m_fd = -1;
+    LockFile m_file;
 };
 
 }  // namespace zep
