@@ -4,7 +4,8 @@
 // the same escaping the tasks use for page text) and check what is written:
 // it must be JSON (read as a page reads it) that gives back what was put in, also once the newline
 // framing has taken its line feeds and tabs out, and it must still address
-// the request (replyToMessageId, client id).
+// the request (replyToMessageId, client id). Every text is also read by the
+// library's stream reader, which must agree with the codec's in-memory one.
 
 #include <cstdint>
 #include <cstdio>
@@ -128,10 +129,33 @@ void answer(JSONParse& codec, const std::shared_ptr<ChannelClient>& client,
 
 }  // namespace
 
+// The codec reads from memory with the library's parser; the library's own
+// stream reader must agree on every text: the same tree, or both refusing.
+void sameAsStreamReader(const std::string& text) {
+    Ptree expected;
+    Ptree actual;
+    bool streamRead = true;
+    bool memoryRead = true;
+    try {
+        std::istringstream in(text);
+        boost::property_tree::read_json(in, expected);
+    } catch (const boost::property_tree::json_parser_error&) {
+        streamRead = false;
+    }
+    try {
+        JSONParse::readJson(text, actual);
+    } catch (const boost::property_tree::json_parser_error&) {
+        memoryRead = false;
+    }
+    if (streamRead != memoryRead) fail(streamRead ? "in-memory reader refused" : "in-memory reader accepted", text);
+    if (streamRead && !(expected == actual)) fail("in-memory reader built another tree", text);
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static test::CapturingLog log;
     log.clear();
     const std::string text(reinterpret_cast<const char*>(data), size);
+    sameAsStreamReader(text);
     JSONParse codec;
     codec.setLog(&log);
     std::shared_ptr<ChannelClientMessage> message;

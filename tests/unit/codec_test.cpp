@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <iterator>
+#include <random>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -404,6 +405,100 @@ TEST(EnvelopeReading, TextReservedForTheWriterIsRefused) {
 }
 
 // ---------------------------------------------------------------- log renderings
+
+// What the library's stream reader makes of text: the tree, or "error".
+std::string viaStream(const std::string& text, Ptree& tree) {
+    try {
+        std::istringstream in(text);
+        boost::property_tree::read_json(in, tree);
+        return "";
+    } catch (const boost::property_tree::json_parser_error&) {
+        return "error";
+    }
+}
+
+std::string inMemory(const std::string& text, Ptree& tree) {
+    try {
+        JSONParse::readJson(text, tree);
+        return "";
+    } catch (const boost::property_tree::json_parser_error&) {
+        return "error";
+    }
+}
+
+TEST(EnvelopeReading, InMemoryReaderGivesTheStreamReadersTreesAndRefusals) {
+    std::vector<std::string> texts = {kRequest,
+                                      "",
+                                      " ",
+                                      "{}",
+                                      "[]",
+                                      "null",
+                                      "true",
+                                      "false",
+                                      "-0.5e+3",
+                                      "01",
+                                      "-",
+                                      "1.",
+                                      "1e",
+                                      "\"a\"",
+                                      "{\"a\":1,\"a\":[1,{\"b\":null}],\"\":\"\"}",
+                                      "[1,2,]",
+                                      "{\"a\" 1}",
+                                      "{\"a\":1} x",
+                                      "{\"a\":1}  \n",
+                                      "\"\\u00e9\\ud83d\\ude00\\n\\t\\/\\\\\"",
+                                      "\"\\ud83d\"",
+                                      "\"\\ude00x\"",
+                                      "\"\\x\"",
+                                      "\"\\u12\"",
+                                      "\"caf\xc3\xa9\"",
+                                      "\"\xc3\"",
+                                      "\"\xff\"",
+                                      "\"\xed\xa0\x80\"",
+                                      "\"\xf4\x90\x80\x80\"",
+                                      "\"a\x01b\"",
+                                      "\xef\xbb\xbf{}",
+                                      "[[[[]]]]",
+                                      "{\"a\":{\"b\":{\"c\":\"d\"}}}",
+                                      "tru",
+                                      "nul",
+                                      "[true false]"};
+    // Edits of a real request: bytes dropped, doubled and overwritten.
+    std::mt19937 random(7);
+    const std::string base = kRequest;
+    const char bytes[] = "{}[]\",:\\ u0aZ\x80\xc3\xff\t\n-.e1";
+    for (int i = 0; i < 3000; ++i) {
+        std::string text = base;
+        for (int edits = 1 + static_cast<int>(random() % 3); edits > 0; --edits) {
+            const size_t at = random() % text.size();
+            switch (random() % 3) {
+                case 0:
+                    text.erase(at, 1);
+                    break;
+                case 1:
+                    text.insert(at, 1, text[at]);
+                    break;
+                default:
+                    text[at] = bytes[random() % (sizeof(bytes) - 1)];
+            }
+        }
+        texts.push_back(text);
+    }
+    int accepted = 0;
+    for (const std::string& text : texts) {
+        Ptree expected;
+        Ptree actual;
+        const std::string streamOutcome = viaStream(text, expected);
+        ASSERT_EQ(inMemory(text, actual), streamOutcome) << text;
+        if (streamOutcome.empty()) {
+            ++accepted;
+            ASSERT_TRUE(actual == expected) << text;
+        }
+    }
+    // Both kinds were met often enough to mean something.
+    EXPECT_GT(accepted, 300);
+    EXPECT_LT(accepted, static_cast<int>(texts.size()) - 300);
+}
 
 TEST(EnvelopeLogging, ContentNeverReachesTheLogOrARendering) {
     CapturingLog log;
