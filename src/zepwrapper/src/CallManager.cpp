@@ -257,6 +257,10 @@ void CallManager::release(int callId) {
     endTransfer(callId);
     linphone_call_unref(entry->call);
     m_calls.erase(callId);
+    // The engine keeps a log of every call in memory (addresses, media
+    // descriptions, quality report: kilobytes each) for a history we never
+    // read; a phone left up for weeks would grow by all of them.
+    if (LinphoneCore* core = m_context.engine.core()) linphone_core_clear_call_logs(core);
     bool anyInConference = false;
     for (const auto& item : m_calls) anyInConference |= item.second.conference;
     if (!anyInConference && m_pConference != nullptr) {
