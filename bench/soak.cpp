@@ -187,7 +187,8 @@ int main(int argc, char** argv) {
     printf("resident %.1f MB after the first minute, %.1f MB at the end (peak %.1f); descriptors %d then %d\n",
            firstRss / 1024.0, lastRss / 1024.0, maxRss / 1024.0, firstFds, lastFds);
     // Flat: a few pages of allocator slack, never a trend of a leak per call or request.
-    const bool flat = lastRss <= firstRss + std::max(2048L, firstRss / 20) && lastFds <= firstFds + 2;
+    // 2%: a leak of a few kilobytes per call shows within two minutes.
+    const bool flat = lastRss <= firstRss + std::max(1024L, firstRss / 50) && lastFds <= firstFds + 2;
     const bool ok = flat && tally.lostReplies == 0 && tally.extraReplies == 0 && tally.outOfOrder == 0;
     printf("%s\n", ok ? "soak passed" : "soak FAILED");
     return ok ? 0 : 1;
