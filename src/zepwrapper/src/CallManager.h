@@ -39,13 +39,12 @@ public:
     // Picks the sound devices or files for the next calls, from what the
     // machine has now.
     void chooseAudio();
-    // Told, on every change, whether a call rings in and whether one of ours
-    // rings at the far end (with no early media of its own).
     // How soon the engine needs its next round for the calls: quickly while
     // one is being set up or changed, at a call's pace while all are
     // settled, -1 without calls.
     long msUntilEngineRound() const;
-
+    // Told, on every change, whether a call rings in and whether one of ours
+    // rings at the far end (with no early media of its own).
     void setRingingListener(std::function<void(bool ringingIn, bool ringingOut)> listener) {
         m_ringing = std::move(listener);
     }

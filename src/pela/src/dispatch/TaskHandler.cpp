@@ -98,7 +98,7 @@ void TaskHandler::run() {
         // handler sleeps until a task comes (a task is also what starts it).
         const long due = spZepCmdcli ? spZepCmdcli->dispatcherIdleMs() : -1;
         const bool woken =
-            due < 0 ? m_wakeUp.wait() : m_wakeUp.timedWait(std::min(std::max(due, kMinPumpWaitMs), kMaxPumpWaitMs));
+            due < 0 ? m_wakeUp.wait() : m_wakeUp.timedWait(std::clamp(due, kMinPumpWaitMs, kMaxPumpWaitMs));
         if (woken) {
             std::shared_ptr<ITaskSource> spTaskSource = m_wpTaskSource.lock();
             if (!spTaskSource) {
