@@ -214,6 +214,10 @@ bool KamailioFixture::launch(std::chrono::milliseconds timeout) {
             args.push_back("-A");
             args.push_back("WITH_TLS");
         }
+        if (m_glare) {
+            args.push_back("-A");
+            args.push_back("WITH_GLARE");
+        }
         m_pid = pelatest::spawn(args, pelatest::childEnv({}, {}), nullFd, logFd, logFd, true);
     }
     if (logFd >= 0) close(logFd);

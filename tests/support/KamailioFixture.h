@@ -37,6 +37,9 @@ public:
     void useEphemeralCredentials(const std::string& secret) { m_ephemeralSecret = secret; }
     // Before start(): the digest realm, when it is not the domain.
     void setRealm(const std::string& realm) { m_realm = realm; }
+    // Before start(): the first re-INVITE of every dialog gets 491 Request
+    // Pending from the proxy, as when the far end's own request crossed it.
+    void refuseFirstReinvites() { m_glare = true; }
 
     // Picks a free port, writes the configuration into a private folder and
     // runs Kamailio until it answers an OPTIONS ping over UDP and accepts TCP
@@ -83,6 +86,7 @@ private:
     std::string m_domain = "sip.test";
     int m_port = 0;
     bool m_tls = false;
+    bool m_glare = false;
     int m_tlsPort = 0;
     std::map<std::string, std::string> m_users;
     std::string m_ephemeralSecret;
