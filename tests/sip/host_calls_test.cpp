@@ -172,9 +172,9 @@ protected:
     }
 
     // Polls the peer's received level until pred holds (bounded); the last level read.
-    static double levelUntil(SipPeer& peer, const std::function<bool(double)>& pred, int id = 0) {
+    static double levelUntil(SipPeer& peer, const std::function<bool(double)>& pred, int id = 0, int tries = 40) {
         double level = 0;
-        for (int i = 0; i < 40; ++i) {
+        for (int i = 0; i < tries; ++i) {
             level = peer.receivedVolume(id);
             if (pred(level)) break;
             std::this_thread::sleep_for(150ms);
@@ -447,6 +447,36 @@ TEST_F(HostCallsTest, HoldMuteKeypadAndVideoReachTheRemoteAndClosingEndsTheCall)
     page->host().closeInput();
     EXPECT_EQ(page->host().waitExit(20s), 0);
     EXPECT_TRUE(bob->waitCallState(b, "Released", 10s, peerFrom)) << bob->logText();
+}
+
+// The far end's own request crossed our mute's re-offer (491 Request
+// Pending): the offer is made again, and the far end stops hearing us.
+TEST_F(HostCallsTest, MuteRefusedOnceByTheFarEndIsOfferedAgain) {
+    sip.stop();
+    sip.refuseFirstReinvites();
+    ASSERT_TRUE(sip.restart()) << sip.error();
+    ASSERT_NO_FATAL_FAILURE(signIn(1000));
+    auto bob = remote("bob", 660, true);
+    const int id = connectTo(*bob, "bob");
+    ASSERT_GT(id, 0);
+    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
+
+    const size_t from = mark();
+    EXPECT_EQ(errorOf("mute", onCall(id, ", \"muteAudio\": true")), "");
+    EXPECT_TRUE(waitChange([](const ptree& c) { return c.get<std::string>("audioMuted", "") == "true"; }, from));
+    // The caller waits 2.1 to 4 s before offering again (RFC 3261, 14.1).
+    const auto silent = [](double v) { return v < kSilent; };
+    EXPECT_LT(levelUntil(*bob, silent, 0, 60), kSilent) << pelatest::lastLines(page->host().logText(), 60);
+    EXPECT_NE(sip.logText().find("refused: 491"), std::string::npos) << sip.logText();
+    // The page saw the call muted and connected throughout: the refusal is
+    // between the engines.
+    for (const ptree& c : changes(from)) {
+        EXPECT_EQ(c.get<std::string>("callState", ""), kConnected);
+        EXPECT_EQ(c.get<std::string>("audioMuted", ""), "true");
+    }
+
+    EXPECT_EQ(errorOf("unmute", onCall(id, ", \"unmuteAudio\": true")), "");
+    EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
 }
 
 TEST_F(HostCallsTest, AttendedTransferCancelledThenCompleted) {

@@ -308,6 +308,16 @@ std::string readFile(const std::string& path) {
     return ss.str();
 }
 
+std::string lastLines(const std::string& text, size_t n) {
+    size_t at = text.size();
+    if (at > 0 && text[at - 1] == '\n') --at;
+    while (n > 0 && at != std::string::npos && at > 0) {
+        at = text.rfind('\n', at - 1);
+        --n;
+    }
+    return at == std::string::npos || n > 0 ? text : text.substr(at + 1);
+}
+
 mode_t modeOf(const std::string& path) {
     struct stat st;
     return ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;

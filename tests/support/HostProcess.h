@@ -111,6 +111,8 @@ boost::property_tree::ptree call(HostProcess& host, const std::string& clientId,
 // Writes the site whitelist file under configHome.
 void writePreferences(const std::string& configHome, const std::string& json);
 std::string readFile(const std::string& path);
+// The last n lines of text, for failure messages.
+std::string lastLines(const std::string& text, size_t n);
 // Permission bits of a path, 0 when it does not exist.
 mode_t modeOf(const std::string& path);
 bool exists(const std::string& path);

@@ -32,6 +32,9 @@ const long kQuickRound = 1;
 const long kSettledCallRound = 20;
 // How often a waiting hold or resume looks whether the update has ended.
 const std::chrono::milliseconds kSettlePoll(5);
+// When our engine would not send a mute's re-offer because another request
+// of the dialog is still open (a video call's picture update, say).
+const std::chrono::milliseconds kOfferRetry(20);
 
 LinphoneMediaDirection engineDirection(VideoDirection d) {
     switch (d) {
@@ -397,6 +400,21 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
         id = adopt(call);
     }
     Entry& entry = m_calls[id];
+    if (entry.offerOut &&
+        (engineState == LinphoneCallStateStreamsRunning || engineState == LinphoneCallStatePausedByRemote)) {
+        entry.offerOut = false;
+        if (!offerTook(entry)) {
+            // Refused: a 491 when the far end's own request crossed ours.
+            // RFC 3261 (14.1) says when to try again: 2.1 to 4 s for the
+            // side that chose the Call-ID (the caller), up to 2 s otherwise.
+            entry.sdpMuted = !entry.sdpMuted;
+            const int steps = entry.outgoing ? std::uniform_int_distribution<int>(210, 400)(m_random)
+                                             : std::uniform_int_distribution<int>(0, 200)(m_random);
+            ZEP_LOG(OZKLogLevelInfo, kSrc,
+                    "call [" << id << "] audio re-offer refused by the far end, again in " << steps * 10 << " ms");
+            offerAudioAfter(id, entry, std::chrono::milliseconds(steps * 10));
+        }
+    }
     // Streams (re)started: they take the kept speaker and microphone volumes.
     if (engineState == LinphoneCallStateStreamsRunning) DeviceManager::applyVolumes(m_context.engine.core(), call);
     const CallState next = stateOf(entry);
@@ -438,9 +456,9 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
                 break;
         }
         announce(id, event);
-        if (next == CallState::Connected && entry.audioMuted != entry.sdpMuted && !entry.syncPosted) {
-            entry.syncPosted = true;
-            m_context.queue.post([this, id] { syncOfferedAudio(id); });
+        if (next == CallState::Connected && entry.audioMuted != entry.sdpMuted) {
+            entry.syncUntil = std::chrono::steady_clock::now() + kSettleWait;
+            offerAudioAfter(id, entry, std::chrono::milliseconds(0));
         }
         // The consultation call's progress is the transfer's progress.
         if (entry.consultation && entry.transferPeer != 0) announceTransfer(entry.transferPeer);
@@ -614,6 +632,7 @@ int CallManager::setMuted(int callId, int audio, int video) {
     if (videoMuted != entry->videoMuted) linphone_call_enable_camera(entry->call, videoMuted ? FALSE : TRUE);
     entry->audioMuted = audioMuted;
     entry->videoMuted = videoMuted;
+    entry->syncUntil = std::chrono::steady_clock::now() + kSettleWait;
     if (!entry->syncPosted) syncOfferedAudio(callId);
     announce(callId, CallEvent::kMediaChanged);
     return ApiReturnCodeEnum::eNoError;
@@ -631,8 +650,7 @@ void CallManager::syncOfferedAudio(int callId) {
     if (entry->audioMuted == entry->sdpMuted || !talking(entry->reported)) return;
     const LinphoneCallState now = linphone_call_get_state(entry->call);
     if (now != LinphoneCallStateStreamsRunning && now != LinphoneCallStatePausedByRemote) {
-        entry->syncPosted = true;
-        m_context.queue.post([this, callId] { syncOfferedAudio(callId); });
+        offerAudioAfter(callId, *entry, kSettlePoll);
         return;
     }
     LinphoneCallParams* params = paramsFor(entry->call, entry->video);
@@ -641,10 +659,35 @@ void CallManager::syncOfferedAudio(int callId) {
     const LinphoneStatus status = linphone_call_update(entry->call, params);
     linphone_call_params_unref(params);
     if (status != 0) {
-        ZEP_LOG(OZKLogLevelWarning, kSrc, "call [" << callId << "] audio direction not renegotiated");
+        offerAudioAfter(callId, *entry, kOfferRetry);
         return;
     }
     entry->sdpMuted = entry->audioMuted;
+    entry->offerOut = true;
+}
+
+void CallManager::offerAudioAfter(int callId, Entry& entry, std::chrono::milliseconds wait) {
+    if (entry.syncPosted) return;
+    const auto when = std::chrono::steady_clock::now() + wait;
+    if (when > entry.syncUntil) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "call [" << callId << "] audio direction not renegotiated: the far end still "
+                         << (entry.audioMuted ? "hears" : "does not hear") << " us");
+        return;
+    }
+    entry.syncPosted = true;
+    m_context.queue.postAt(when, [this, callId] { syncOfferedAudio(callId); });
+}
+
+bool CallManager::offerTook(const Entry& entry) {
+    // Our offer's direction decides ours in any answer to it: "recvonly" never
+    // sends, "sendrecv" sends unless the far end holds us meanwhile (then
+    // offering again is harmless, and bounded by syncUntil).
+    const LinphoneCallParams* current = linphone_call_get_current_params(entry.call);
+    const LinphoneMediaDirection d =
+        current != nullptr ? linphone_call_params_get_audio_direction(current) : LinphoneMediaDirectionInactive;
+    const bool sending = d == LinphoneMediaDirectionSendRecv || d == LinphoneMediaDirectionSendOnly;
+    return sending != entry.sdpMuted;
 }
 
 long CallManager::msUntilEngineRound() const {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,8 @@ private:
         bool videoMuted = false;
         bool sdpMuted = false;    // our audio is "recvonly" in the media description for a mute
         bool syncPosted = false;  // a syncOfferedAudio waits in the queue
+        bool offerOut = false;    // that re-offer is sent, its answer not seen yet
+        std::chrono::steady_clock::time_point syncUntil{};  // when re-offering gives up
         VideoDirection video = VideoDirection::Inactive;
         bool conference = false;
         int transferPeer = 0;       // the other call of an attended transfer, 0 when none
@@ -118,6 +121,11 @@ private:
     // Brings the audio direction we offer in line with the mute, now or
     // from a later pump when the engine is between transactions.
     void syncOfferedAudio(int callId);
+    // syncOfferedAudio after wait, unless one is queued or that is past syncUntil.
+    void offerAudioAfter(int callId, Entry& entry, std::chrono::milliseconds wait);
+    // Whether the engine now sends what the last re-offer asked for; false
+    // when the far end refused it and the old media description stands.
+    static bool offerTook(const Entry& entry);
     // Runs a hold or resume now, or once the offer and answer under way
     // (a mute's re-offer, the far end's update) is over.
     int whenSettled(int callId, const char* name, std::function<int(LinphoneCall*)> operation);
@@ -133,6 +141,7 @@ private:
     std::map<int, Entry> m_calls;  // by id: ascending ids are the stable order
     int m_nextId = 1;
     bool m_dtmfPosted = false;
+    std::minstd_rand m_random{std::random_device{}()};  // waits after a 491
     std::function<void(bool, bool)> m_ringing;
     std::function<void(int)> m_changed;
 };
