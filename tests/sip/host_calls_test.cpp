@@ -479,6 +479,30 @@ TEST_F(HostCallsTest, MuteRefusedOnceByTheFarEndIsOfferedAgain) {
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
 }
 
+// The same for a hold: made again, and the page hears of it once it is made.
+TEST_F(HostCallsTest, HoldRefusedOnceByTheFarEndIsMadeAgain) {
+    sip.stop();
+    sip.refuseFirstReinvites();
+    ASSERT_TRUE(sip.restart()) << sip.error();
+    ASSERT_NO_FATAL_FAILURE(signIn());
+    auto bob = remote("bob", 660, true);
+    const int id = connectTo(*bob, "bob");
+    ASSERT_GT(id, 0);
+    const int b = bob->lastCallId();
+    size_t from = mark();
+    size_t peerFrom = bob->eventCount();
+    EXPECT_EQ(errorOf("hold", onCall(id)), "");
+    ASSERT_TRUE(waitState(id, kHeld, from)) << statesText(id);
+    EXPECT_EQ(statesText(id), "Dialing Proceeding Connected Hold ");
+    EXPECT_NE(sip.logText().find("refused: 491"), std::string::npos) << sip.logText();
+    EXPECT_TRUE(bob->waitCallState(b, "PausedByRemote", 10s, peerFrom));
+    from = mark();
+    peerFrom = bob->eventCount();
+    EXPECT_EQ(errorOf("resume", onCall(id)), "");
+    EXPECT_EQ(eventInto(id, kConnected, from), "evResumed") << statesText(id);
+    EXPECT_TRUE(bob->waitCallState(b, "StreamsRunning", 10s, peerFrom));
+}
+
 TEST_F(HostCallsTest, AttendedTransferCancelledThenCompleted) {
     ASSERT_NO_FATAL_FAILURE(signIn());
     auto bob = remote("bob", 440, true);

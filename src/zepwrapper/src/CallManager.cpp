@@ -400,21 +400,7 @@ void CallManager::handleState(LinphoneCall* call, int engineState) {
         id = adopt(call);
     }
     Entry& entry = m_calls[id];
-    if (entry.offerOut &&
-        (engineState == LinphoneCallStateStreamsRunning || engineState == LinphoneCallStatePausedByRemote)) {
-        entry.offerOut = false;
-        if (!offerTook(entry)) {
-            // Refused: a 491 when the far end's own request crossed ours.
-            // RFC 3261 (14.1) says when to try again: 2.1 to 4 s for the
-            // side that chose the Call-ID (the caller), up to 2 s otherwise.
-            entry.sdpMuted = !entry.sdpMuted;
-            const int steps = entry.outgoing ? std::uniform_int_distribution<int>(210, 400)(m_random)
-                                             : std::uniform_int_distribution<int>(0, 200)(m_random);
-            ZEP_LOG(OZKLogLevelInfo, kSrc,
-                    "call [" << id << "] audio re-offer refused by the far end, again in " << steps * 10 << " ms");
-            offerAudioAfter(id, entry, std::chrono::milliseconds(steps * 10));
-        }
-    }
+    retryRefusedOffers(id, entry, engineState);
     // Streams (re)started: they take the kept speaker and microphone volumes.
     if (engineState == LinphoneCallStateStreamsRunning) DeviceManager::applyVolumes(m_context.engine.core(), call);
     const CallState next = stateOf(entry);
@@ -607,6 +593,41 @@ int CallManager::endCall(int callId) {
                                                      : ApiReturnCodeEnum::eCallOperationFailed;
 }
 
+void CallManager::retryRefusedOffers(int id, Entry& entry, int engineState) {
+    if (entry.offerOut &&
+        (engineState == LinphoneCallStateStreamsRunning || engineState == LinphoneCallStatePausedByRemote)) {
+        entry.offerOut = false;
+        if (!offerTook(entry)) {
+            // Refused: a 491 when the far end's own request crossed ours.
+            entry.sdpMuted = !entry.sdpMuted;
+            const auto wait = afterRequestPending(entry);
+            ZEP_LOG(OZKLogLevelInfo, kSrc,
+                    "call [" << id << "] audio re-offer refused by the far end, again in " << wait.count() << " ms");
+            offerAudioAfter(id, entry, wait);
+        }
+    }
+    if (entry.sent && engineState != LinphoneCallStatePausing && engineState != LinphoneCallStateResuming &&
+        engineState != LinphoneCallStateUpdating) {
+        std::function<int(LinphoneCall*)> operation = std::move(entry.sent);
+        entry.sent = nullptr;
+        // Back where it started: refused, as the mute's re-offer above.
+        if (engineState == entry.sentFrom) {
+            const auto wait = afterRequestPending(entry);
+            if (entry.waiting || std::chrono::steady_clock::now() + wait > entry.waitingUntil) {
+                ZEP_LOG(OZKLogLevelWarning, kSrc,
+                        "call [" << id << "] " << entry.sentName << " dropped: the far end refused it");
+            } else {
+                ZEP_LOG(OZKLogLevelInfo, kSrc,
+                        "call [" << id << "] " << entry.sentName << " refused by the far end, again in " << wait.count()
+                                 << " ms");
+                entry.waiting = std::move(operation);
+                entry.waitingName = entry.sentName;
+                m_context.queue.postAt(std::chrono::steady_clock::now() + wait, [this, id] { runWaiting(id); });
+            }
+        }
+    }
+}
+
 // --- In the call -----------------------------------------------------------------
 
 int CallManager::mute(int callId, bool audio, bool video) {
@@ -722,21 +743,39 @@ int CallManager::resume(int callId) {
 int CallManager::whenSettled(int callId, const char* name, std::function<int(LinphoneCall*)> operation) {
     Entry* entry = find(callId);
     if (entry->waiting) return ApiReturnCodeEnum::eInvalidState;  // one at a time
+    entry->waitingUntil = std::chrono::steady_clock::now() + kSettleWait;
     if (!negotiating(entry->call)) {
-        if (operation(entry->call) == 0) return ApiReturnCodeEnum::eNoError;
-        ZEP_LOG(OZKLogLevelWarning, kSrc,
-                "call [" << callId << "] " << name << " refused by the engine in state ["
-                         << linphone_call_state_to_string(linphone_call_get_state(entry->call)) << "]");
-        return ApiReturnCodeEnum::eCallOperationFailed;
+        return sendOperation(callId, *entry, name, operation) ? ApiReturnCodeEnum::eNoError
+                                                              : ApiReturnCodeEnum::eCallOperationFailed;
     }
     // Accepted now, made once the call settles: the page learns the outcome
     // from the call-state events, as it does for a hold made at once.
     ZEP_LOG(OZKLogLevelInfo, kSrc, "call [" << callId << "] " << name << " waits for the media update under way");
     entry->waiting = std::move(operation);
     entry->waitingName = name;
-    entry->waitingUntil = std::chrono::steady_clock::now() + kSettleWait;
     m_context.queue.post([this, callId] { runWaiting(callId); });
     return ApiReturnCodeEnum::eNoError;
+}
+
+bool CallManager::sendOperation(int callId, Entry& entry, const char* name,
+                                const std::function<int(LinphoneCall*)>& operation) {
+    const int before = linphone_call_get_state(entry.call);
+    if (operation(entry.call) != 0) {
+        ZEP_LOG(OZKLogLevelWarning, kSrc,
+                "call [" << callId << "] " << name << " refused by the engine in state ["
+                         << linphone_call_state_to_string(linphone_call_get_state(entry.call)) << "]");
+        return false;
+    }
+    entry.sent = operation;
+    entry.sentName = name;
+    entry.sentFrom = before;
+    return true;
+}
+
+std::chrono::milliseconds CallManager::afterRequestPending(const Entry& entry) {
+    const int steps = entry.outgoing ? std::uniform_int_distribution<int>(210, 400)(m_random)
+                                     : std::uniform_int_distribution<int>(0, 200)(m_random);
+    return std::chrono::milliseconds(steps * 10);
 }
 
 void CallManager::runWaiting(int callId) {
@@ -755,11 +794,7 @@ void CallManager::runWaiting(int callId) {
     }
     const std::function<int(LinphoneCall*)> operation = std::move(entry->waiting);
     entry->waiting = nullptr;
-    if (operation(entry->call) != 0) {
-        ZEP_LOG(OZKLogLevelWarning, kSrc,
-                "call [" << callId << "] " << entry->waitingName << " refused by the engine in state ["
-                         << linphone_call_state_to_string(linphone_call_get_state(entry->call)) << "]");
-    }
+    sendOperation(callId, *entry, entry->waitingName, operation);
 }
 
 int CallManager::iDivert(int callId) {

@@ -93,7 +93,12 @@ private:
         // A hold or resume asked for while an offer and answer were under way.
         std::function<int(LinphoneCall*)> waiting;
         const char* waitingName = "";
-        std::chrono::steady_clock::time_point waitingUntil{};
+        std::chrono::steady_clock::time_point waitingUntil{};  // also when retrying gives up
+        // The hold or resume sent last, made again if the far end refuses
+        // it; the engine state it left, which a refusal returns to.
+        std::function<int(LinphoneCall*)> sent;
+        const char* sentName = "";
+        int sentFrom = 0;
     };
 
     struct EngineCallbacks;
@@ -102,6 +107,9 @@ private:
     void dropAll(bool tell);
     void handleState(LinphoneCall* call, int engineState);
     void handleTransferState(LinphoneCall* call, int engineState);
+    // Once the engine settles after our re-offer (a mute's, a hold's or a
+    // resume's): offers again what the far end refused.
+    void retryRefusedOffers(int id, Entry& entry, int engineState);
 
     Entry* find(int callId);
     int idOf(LinphoneCall* call) const;
@@ -130,6 +138,12 @@ private:
     // (a mute's re-offer, the far end's update) is over.
     int whenSettled(int callId, const char* name, std::function<int(LinphoneCall*)> operation);
     void runWaiting(int callId);
+    // Runs a hold or resume now and remembers it; false when the engine refuses.
+    bool sendOperation(int callId, Entry& entry, const char* name, const std::function<int(LinphoneCall*)>& operation);
+    // How long to wait before offering again after the far end refused an
+    // offer with 491 (RFC 3261, 14.1): 2.1 to 4 s for the side that chose
+    // the Call-ID (the caller), up to 2 s for the other.
+    std::chrono::milliseconds afterRequestPending(const Entry& entry);
     void endTransfer(int callId);
     void pumpDtmf();
     void tellRinging();
