@@ -165,6 +165,17 @@ protected:
         EXPECT_TRUE(peer.waitCallState(peer.lastCallId(), "StreamsRunning", 10s, peerFrom)) << peer.logText();
         return id;
     }
+    // Signed in (sending a tone) behind a proxy that refuses each call's
+    // first re-INVITE with 491, in a call to bob up to media: its id.
+    void callThroughRefusingProxy(std::unique_ptr<SipPeer>& bob, int& id) {
+        sip.stop();
+        sip.refuseFirstReinvites();
+        ASSERT_TRUE(sip.restart()) << sip.error();
+        ASSERT_NO_FATAL_FAILURE(signIn(1000));
+        bob = remote("bob", 660, true);
+        id = connectTo(*bob, "bob");
+        ASSERT_GT(id, 0);
+    }
     std::string statesText(int callId) const {
         std::string text;
         for (const auto& s : statesOf(callId)) text += s + " ";
@@ -452,13 +463,9 @@ TEST_F(HostCallsTest, HoldMuteKeypadAndVideoReachTheRemoteAndClosingEndsTheCall)
 // The far end's own request crossed our mute's re-offer (491 Request
 // Pending): the offer is made again, and the far end stops hearing us.
 TEST_F(HostCallsTest, MuteRefusedOnceByTheFarEndIsOfferedAgain) {
-    sip.stop();
-    sip.refuseFirstReinvites();
-    ASSERT_TRUE(sip.restart()) << sip.error();
-    ASSERT_NO_FATAL_FAILURE(signIn(1000));
-    auto bob = remote("bob", 660, true);
-    const int id = connectTo(*bob, "bob");
-    ASSERT_GT(id, 0);
+    std::unique_ptr<SipPeer> bob;
+    int id = 0;
+    ASSERT_NO_FATAL_FAILURE(callThroughRefusingProxy(bob, id));
     EXPECT_GT(levelUntil(*bob, [](double v) { return v > kHeard; }), kHeard);
 
     const size_t from = mark();
@@ -481,13 +488,9 @@ TEST_F(HostCallsTest, MuteRefusedOnceByTheFarEndIsOfferedAgain) {
 
 // The same for a hold: made again, and the page hears of it once it is made.
 TEST_F(HostCallsTest, HoldRefusedOnceByTheFarEndIsMadeAgain) {
-    sip.stop();
-    sip.refuseFirstReinvites();
-    ASSERT_TRUE(sip.restart()) << sip.error();
-    ASSERT_NO_FATAL_FAILURE(signIn());
-    auto bob = remote("bob", 660, true);
-    const int id = connectTo(*bob, "bob");
-    ASSERT_GT(id, 0);
+    std::unique_ptr<SipPeer> bob;
+    int id = 0;
+    ASSERT_NO_FATAL_FAILURE(callThroughRefusingProxy(bob, id));
     const int b = bob->lastCallId();
     size_t from = mark();
     size_t peerFrom = bob->eventCount();

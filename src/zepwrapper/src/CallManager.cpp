@@ -476,6 +476,41 @@ void CallManager::tellRinging() {
     m_ringing(in, out);
 }
 
+void CallManager::retryRefusedOffers(int id, Entry& entry, int engineState) {
+    if (entry.offerOut &&
+        (engineState == LinphoneCallStateStreamsRunning || engineState == LinphoneCallStatePausedByRemote)) {
+        entry.offerOut = false;
+        if (!offerTook(entry)) {
+            // Refused: a 491 when the far end's own request crossed ours.
+            entry.sdpMuted = !entry.sdpMuted;
+            const auto wait = afterRequestPending(entry);
+            ZEP_LOG(OZKLogLevelInfo, kSrc,
+                    "call [" << id << "] audio re-offer refused by the far end, again in " << wait.count() << " ms");
+            offerAudioAfter(id, entry, wait);
+        }
+    }
+    if (entry.sent && engineState != LinphoneCallStatePausing && engineState != LinphoneCallStateResuming &&
+        engineState != LinphoneCallStateUpdating) {
+        std::function<int(LinphoneCall*)> operation = std::move(entry.sent);
+        entry.sent = nullptr;
+        // Back where it started: refused, as the mute's re-offer above.
+        if (engineState == entry.sentFrom) {
+            const auto wait = afterRequestPending(entry);
+            if (entry.waiting || std::chrono::steady_clock::now() + wait > entry.waitingUntil) {
+                ZEP_LOG(OZKLogLevelWarning, kSrc,
+                        "call [" << id << "] " << entry.sentName << " dropped: the far end refused it");
+            } else {
+                ZEP_LOG(OZKLogLevelInfo, kSrc,
+                        "call [" << id << "] " << entry.sentName << " refused by the far end, again in " << wait.count()
+                                 << " ms");
+                entry.waiting = std::move(operation);
+                entry.waitingName = entry.sentName;
+                m_context.queue.postAt(std::chrono::steady_clock::now() + wait, [this, id] { runWaiting(id); });
+            }
+        }
+    }
+}
+
 void CallManager::handleTransferState(LinphoneCall* call, int engineState) {
     const int id = idOf(call);
     if (id == 0) return;
@@ -591,41 +626,6 @@ int CallManager::endCall(int callId) {
         return ApiReturnCodeEnum::eInvalidState;
     return linphone_call_terminate(entry->call) == 0 ? ApiReturnCodeEnum::eNoError
                                                      : ApiReturnCodeEnum::eCallOperationFailed;
-}
-
-void CallManager::retryRefusedOffers(int id, Entry& entry, int engineState) {
-    if (entry.offerOut &&
-        (engineState == LinphoneCallStateStreamsRunning || engineState == LinphoneCallStatePausedByRemote)) {
-        entry.offerOut = false;
-        if (!offerTook(entry)) {
-            // Refused: a 491 when the far end's own request crossed ours.
-            entry.sdpMuted = !entry.sdpMuted;
-            const auto wait = afterRequestPending(entry);
-            ZEP_LOG(OZKLogLevelInfo, kSrc,
-                    "call [" << id << "] audio re-offer refused by the far end, again in " << wait.count() << " ms");
-            offerAudioAfter(id, entry, wait);
-        }
-    }
-    if (entry.sent && engineState != LinphoneCallStatePausing && engineState != LinphoneCallStateResuming &&
-        engineState != LinphoneCallStateUpdating) {
-        std::function<int(LinphoneCall*)> operation = std::move(entry.sent);
-        entry.sent = nullptr;
-        // Back where it started: refused, as the mute's re-offer above.
-        if (engineState == entry.sentFrom) {
-            const auto wait = afterRequestPending(entry);
-            if (entry.waiting || std::chrono::steady_clock::now() + wait > entry.waitingUntil) {
-                ZEP_LOG(OZKLogLevelWarning, kSrc,
-                        "call [" << id << "] " << entry.sentName << " dropped: the far end refused it");
-            } else {
-                ZEP_LOG(OZKLogLevelInfo, kSrc,
-                        "call [" << id << "] " << entry.sentName << " refused by the far end, again in " << wait.count()
-                                 << " ms");
-                entry.waiting = std::move(operation);
-                entry.waitingName = entry.sentName;
-                m_context.queue.postAt(std::chrono::steady_clock::now() + wait, [this, id] { runWaiting(id); });
-            }
-        }
-    }
 }
 
 // --- In the call -----------------------------------------------------------------
